@@ -1,0 +1,36 @@
+// Shared pieces of orvane-cli's commands: exit codes, error lines, reading the input file.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "plist/codec.h"
+
+namespace orvane::cli {
+
+// Exit codes of the converter and the printer (the sort job's codes come from the engine).
+enum Exit : int {
+    ExitOk = 0,
+    ExitNotBookmarks = 3,
+    ExitUnreadable = 5,
+    ExitUnwritable = 6,
+    ExitUsage = 64,
+};
+
+using Args = std::vector<std::string_view>;
+
+int runConvert(const Args& args);
+int runPrint(const Args& args);
+
+// Prints "orvane-cli: <message>" to standard error, one line.
+void printError(std::string_view message);
+
+// Reads and parses a property list from a file, or from standard input for "-". On failure
+// prints why, naming the file, and answers a Null value.
+plist::ReadResult loadPropertyList(std::string_view path);
+
+// Writes UTF-8 text for a terminal: control characters and unpaired surrogates become U+FFFD.
+std::string printable(std::string_view text);
+
+}  // namespace orvane::cli

@@ -1,0 +1,59 @@
+#include <cstdio>
+#include <unistd.h>
+
+#include "atomic_file.h"
+#include "cli.h"
+#include "plist/utf.h"
+
+namespace orvane::cli {
+
+void printError(std::string_view message) { std::fprintf(stderr, "orvane-cli: %.*s\n", static_cast<int>(message.size()), message.data()); }
+
+plist::ReadResult loadPropertyList(std::string_view path) {
+    std::vector<std::uint8_t> bytes;
+    if (path == "-") {
+        std::uint8_t buffer[64 * 1024];
+        for (;;) {
+            ssize_t n = ::read(STDIN_FILENO, buffer, sizeof buffer);
+            if (n < 0) {
+                printError("cannot read standard input");
+                plist::ReadResult failed;
+                failed.status.message = "unreadable";
+                return failed;
+            }
+            if (n == 0) break;
+            bytes.insert(bytes.end(), buffer, buffer + n);
+        }
+    } else if (IoError io = readWholeFile(std::string(path), bytes); !io.ok()) {
+        printError(io.message);
+        plist::ReadResult failed;
+        failed.status.message = io.message;
+        return failed;
+    }
+    plist::ReadResult result = plist::readPropertyList(bytes);
+    if (!result) {
+        std::string name = path == "-" ? "standard input" : std::string(path);
+        std::string kind = result.format == plist::Format::Unknown ? "property list"
+                                                                   : std::string(plist::formatName(result.format)) + " property list";
+        printError(name + ": not a valid " + kind + ": " + result.status.description());
+    }
+    return result;
+}
+
+std::string printable(std::string_view text) {
+    std::string out;
+    out.reserve(text.size());
+    std::size_t pos = 0;
+    while (pos < text.size()) {
+        std::uint32_t cp;
+        if (!plist::utf::nextCodePoint(text, pos, cp)) {
+            ++pos;
+            cp = 0xFFFD;
+        }
+        if (cp < 0x20 || cp == 0x7F || (cp >= 0xD800 && cp <= 0xDFFF)) cp = 0xFFFD;
+        plist::utf::appendCodePoint(out, cp);
+    }
+    return out;
+}
+
+}  // namespace orvane::cli

@@ -1,0 +1,122 @@
+// orvane-cli convert: any property list in, binary or XML out.
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <unistd.h>
+
+#include "atomic_file.h"
+#include "cli.h"
+
+namespace orvane::cli {
+namespace {
+
+const char* kHelp =
+    "usage: orvane-cli convert [--format binary|xml] [-o OUTPUT] FILE\n"
+    "\n"
+    "Reads a property list in binary, XML or OpenStep format from FILE (- for standard input)\n"
+    "and writes it in the given format (default: binary) to OUTPUT, or to standard output when\n"
+    "OUTPUT is - or missing. An existing OUTPUT is replaced only by a complete file.\n"
+    "\n"
+    "Options:\n"
+    "  -f, --format binary|xml   output format (default binary)\n"
+    "  -o, --output OUTPUT       output file (default: standard output)\n"
+    "  -h, --help                show this help\n"
+    "\n"
+    "Exit status: 0 done, 5 FILE unreadable or not a property list, 6 OUTPUT not written,\n"
+    "64 usage error.\n";
+
+// Writes to a descriptor, remembering the first failure.
+class FdSink final : public plist::Sink {
+public:
+    explicit FdSink(int fd) : fd_(fd) {}
+    void write(const void* bytes, std::size_t n) override {
+        const char* p = static_cast<const char*>(bytes);
+        while (n > 0 && errnum_ == 0) {
+            ssize_t w = ::write(fd_, p, n);
+            if (w < 0) {
+                if (errno != EINTR) errnum_ = errno;
+                continue;
+            }
+            p += w;
+            n -= static_cast<std::size_t>(w);
+        }
+    }
+    using Sink::write;
+    bool failed() const override { return errnum_ != 0; }
+    int errnum() const { return errnum_; }
+
+private:
+    int fd_;
+    int errnum_ = 0;
+};
+
+}  // namespace
+
+int runConvert(const Args& args) {
+    std::string_view format = "binary", output = "-", input;
+    bool haveInput = false;
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        std::string_view a = args[i];
+        if (a == "-h" || a == "--help") {
+            std::fputs(kHelp, stdout);
+            return ExitOk;
+        }
+        if (a == "-f" || a == "--format" || a == "-o" || a == "--output") {
+            if (i + 1 == args.size()) {
+                printError("convert: " + std::string(a) + " needs a value; see 'orvane-cli convert --help'");
+                return ExitUsage;
+            }
+            (a == "-f" || a == "--format" ? format : output) = args[++i];
+        } else if (a.starts_with("--format=")) {
+            format = a.substr(9);
+        } else if (a.starts_with("--output=")) {
+            output = a.substr(9);
+        } else if (a.size() > 1 && a[0] == '-') {
+            printError("convert: unknown option '" + std::string(a) + "'; see 'orvane-cli convert --help'");
+            return ExitUsage;
+        } else if (haveInput) {
+            printError("convert: only one FILE may be given; see 'orvane-cli convert --help'");
+            return ExitUsage;
+        } else {
+            input = a;
+            haveInput = true;
+        }
+    }
+    if (format != "binary" && format != "xml") {
+        printError("convert: unknown format '" + std::string(format) + "'; use binary or xml");
+        return ExitUsage;
+    }
+    if (!haveInput) {
+        printError("convert: no FILE given; see 'orvane-cli convert --help'");
+        return ExitUsage;
+    }
+    const bool toStdout = output == "-";
+    if (toStdout && format == "binary" && ::isatty(STDOUT_FILENO)) {
+        printError("convert: refusing to write a binary property list to a terminal; use -o OUTPUT, a pipe, or --format xml");
+        return ExitUsage;
+    }
+
+    plist::ReadResult read = loadPropertyList(input);
+    if (!read) return ExitUnreadable;
+
+    auto produce = [&](plist::Sink& sink) {
+        return format == "xml" ? plist::writeXml(read.value, sink) : plist::writeBinary(read.value, sink);
+    };
+    if (toStdout) {
+        FdSink sink(STDOUT_FILENO);
+        std::string failure = produce(sink);
+        if (sink.failed()) failure = std::strerror(sink.errnum());
+        if (!failure.empty()) {
+            printError("cannot write standard output: " + failure);
+            return ExitUnwritable;
+        }
+        return ExitOk;
+    }
+    if (IoError io = writeFileAtomically(std::string(output), produce); !io.ok()) {
+        printError(io.errnum ? io.message : "cannot write " + std::string(output) + ": " + io.message);
+        return ExitUnwritable;
+    }
+    return ExitOk;
+}
+
+}  // namespace orvane::cli

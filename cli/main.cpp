@@ -1,0 +1,35 @@
+// orvane-cli: the command-line front end of the bookmark engine.
+#include <cstdio>
+#include <string_view>
+
+#include "cli.h"
+
+namespace {
+const char* kUsage =
+    "usage: orvane-cli COMMAND [OPTIONS] ...\n"
+    "\n"
+    "Commands:\n"
+    "  convert [--format binary|xml] [-o OUTPUT] FILE\n"
+    "                 convert a property list (binary, XML or OpenStep) to binary or XML\n"
+    "  print FILE     show a bookmarks file as an indented outline\n"
+    "\n"
+    "Run 'orvane-cli COMMAND --help' for a command's options.\n";
+}
+
+int main(int argc, char** argv) {
+    using namespace orvane::cli;
+    if (argc < 2) {
+        std::fputs(kUsage, stderr);
+        return ExitUsage;
+    }
+    std::string_view command = argv[1];
+    Args args(argv + 2, argv + argc);
+    if (command == "--help" || command == "-h" || command == "help") {
+        std::fputs(kUsage, stdout);
+        return ExitOk;
+    }
+    if (command == "convert") return runConvert(args);
+    if (command == "print") return runPrint(args);
+    printError("unknown command '" + std::string(command) + "'; try 'orvane-cli --help'");
+    return ExitUsage;
+}

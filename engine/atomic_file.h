@@ -1,0 +1,35 @@
+// Whole-file reading, and writing that never leaves a file half written: the new contents go to
+// a new file beside the target, are flushed to disk, take the target's permission bits and are
+// renamed over it. A symbolic link at the target path is followed, so the link stays a link and
+// the file it points to gets the new contents.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "plist/codec.h"
+
+namespace orvane {
+
+struct IoError {
+    int errnum = 0;       // errno of the failing call, 0 when none
+    std::string message;  // "cannot open /x/y: No such file or directory"
+    bool ok() const { return message.empty(); }
+};
+
+// Reads the whole file; refuses folders and other files that are not regular files.
+IoError readWholeFile(const std::filesystem::path& path, std::vector<std::uint8_t>& out);
+
+// The file a path finally names once every symbolic link on the way is followed (the path as
+// given when it names nothing yet). Gives up after 40 links, as the kernel does.
+std::filesystem::path resolveLinks(const std::filesystem::path& path);
+
+// Writes what `produce` puts into the sink (it answers "" or why it failed) to `path` atomically.
+// On any failure the target is left as it was and the temporary file is removed.
+using Producer = std::function<std::string(plist::Sink&)>;
+IoError writeFileAtomically(const std::filesystem::path& path, const Producer& produce);
+
+}  // namespace orvane

@@ -1,0 +1,47 @@
+#include "log.h"
+
+#include <mutex>
+#include <string>
+#include <syslog.h>
+
+namespace orvane {
+namespace {
+std::mutex gMutex;
+LogSink gSink;
+const char* gIdent = "Orvane";
+bool gOpened = false;
+}  // namespace
+
+void logLine(std::string_view function, std::string_view message) {
+    std::string line;
+    line.reserve(function.size() + 1 + message.size());
+    line.append(function).append(" ").append(message);
+    std::lock_guard lock(gMutex);
+    if (gSink) {
+        gSink(line);
+        return;
+    }
+    if (!gOpened) {
+        openlog(gIdent, LOG_PID, LOG_USER);
+        gOpened = true;
+    }
+    syslog(LOG_NOTICE, "%s", line.c_str());
+}
+
+LogSink setLogSink(LogSink sink) {
+    std::lock_guard lock(gMutex);
+    LogSink previous = std::move(gSink);
+    gSink = std::move(sink);
+    return previous;
+}
+
+void setLogIdent(const char* ident) {
+    std::lock_guard lock(gMutex);
+    gIdent = ident;
+    if (gOpened) {
+        closelog();
+        gOpened = false;
+    }
+}
+
+}  // namespace orvane

@@ -1,0 +1,11 @@
+#!/usr/bin/env bash
+# Every test: install what is missing, build the optimised programs (and benchmarks) and a
+# build with AddressSanitizer and UndefinedBehaviorSanitizer, then run the whole suite under
+# the sanitizers, fuzz-corpus replays included.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/install-deps.sh
+scripts/build.sh build
+scripts/build.sh build-asan -DORVANE_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug
+export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+ctest --test-dir build-asan --output-on-failure -j2

@@ -1,0 +1,88 @@
+#include "test_support.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <random>
+
+namespace orvane::test {
+namespace fs = std::filesystem;
+
+std::vector<std::uint8_t> readFile(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) throw std::runtime_error("test cannot read " + path.string());
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+void writeFile(const fs::path& path, std::string_view bytes) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    if (!out) throw std::runtime_error("test cannot write " + path.string());
+}
+
+void writeFile(const fs::path& path, std::span<const std::uint8_t> bytes) {
+    writeFile(path, std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+}
+
+namespace {
+std::vector<fs::path> filesIn(const fs::path& folder, std::string_view extension) {
+    std::vector<fs::path> files;
+    if (!fs::is_directory(folder)) throw std::runtime_error("missing test data folder " + folder.string());
+    for (const auto& entry : fs::directory_iterator(folder))
+        if (entry.is_regular_file() && entry.path().extension() == extension) files.push_back(entry.path());
+    std::sort(files.begin(), files.end());
+    return files;
+}
+}  // namespace
+
+std::vector<fs::path> realBookmarkFiles() { return filesIn(ORVANE_REAL_DATA, ".plist"); }
+std::vector<fs::path> realDerivedFiles() { return filesIn(fs::path(ORVANE_REAL_DATA) / "derived", ".bplist"); }
+
+TempDir::TempDir() {
+    std::random_device random;
+    path_ = fs::temp_directory_path() / ("orvane-test-" + std::to_string(::getpid()) + "-" + std::to_string(random()));
+    fs::create_directories(path_);
+}
+
+TempDir::~TempDir() {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
+}
+
+RunResult run(const std::vector<std::string>& argv, std::string_view input) {
+    TempDir scratch;
+    const fs::path in = scratch / "stdin", out = scratch / "stdout", err = scratch / "stderr";
+    writeFile(in, input);
+    pid_t pid = ::fork();
+    if (pid == 0) {
+        if (!std::freopen(in.c_str(), "rb", stdin) || !std::freopen(out.c_str(), "wb", stdout) ||
+            !std::freopen(err.c_str(), "wb", stderr))
+            std::_Exit(127);
+        std::vector<char*> args;
+        for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+        args.push_back(nullptr);
+        ::execv(args[0], args.data());
+        std::_Exit(127);
+    }
+    int status = 0;
+    ::waitpid(pid, &status, 0);
+    RunResult result;
+    result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    auto text = [](const fs::path& p) {
+        auto bytes = readFile(p);
+        return std::string(bytes.begin(), bytes.end());
+    };
+    result.out = text(out);
+    result.err = text(err);
+    return result;
+}
+
+std::string python3() { return ORVANE_PYTHON3; }
+std::string cliPath() { return ORVANE_CLI; }
+
+}  // namespace orvane::test
