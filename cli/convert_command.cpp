@@ -25,31 +25,6 @@ const char* kHelp =
     "Exit status: 0 done, 5 FILE unreadable or not a property list, 6 OUTPUT not written,\n"
     "64 usage error.\n";
 
-// Writes to a descriptor, remembering the first failure.
-class FdSink final : public plist::Sink {
-public:
-    explicit FdSink(int fd) : fd_(fd) {}
-    void write(const void* bytes, std::size_t n) override {
-        const char* p = static_cast<const char*>(bytes);
-        while (n > 0 && errnum_ == 0) {
-            ssize_t w = ::write(fd_, p, n);
-            if (w < 0) {
-                if (errno != EINTR) errnum_ = errno;
-                continue;
-            }
-            p += w;
-            n -= static_cast<std::size_t>(w);
-        }
-    }
-    using Sink::write;
-    bool failed() const override { return errnum_ != 0; }
-    int errnum() const { return errnum_; }
-
-private:
-    int fd_;
-    int errnum_ = 0;
-};
-
 }  // namespace
 
 int runConvert(const Args& args) {
@@ -103,7 +78,7 @@ int runConvert(const Args& args) {
         return format == "xml" ? plist::writeXml(read.value, sink) : plist::writeBinary(read.value, sink);
     };
     if (toStdout) {
-        FdSink sink(STDOUT_FILENO);
+        DescriptorSink sink(STDOUT_FILENO);
         std::string failure = produce(sink);
         if (sink.failed()) failure = std::strerror(sink.errnum());
         if (!failure.empty()) {

@@ -42,33 +42,20 @@ private:
     bool kept_ = false;
 };
 
-// Buffers writes to a descriptor; after the first failure it writes nothing more and keeps errno.
-class FileSink final : public plist::Sink {
-public:
-    explicit FileSink(int fd) : fd_(fd) {}
-    void write(const void* bytes, std::size_t n) override {
-        const char* p = static_cast<const char*>(bytes);
-        while (n > 0 && errnum_ == 0) {
-            ssize_t w = ::write(fd_, p, n);
-            if (w < 0) {
-                if (errno == EINTR) continue;
-                errnum_ = errno;
-                break;
-            }
-            p += w;
-            n -= static_cast<std::size_t>(w);
-        }
-    }
-    using Sink::write;
-    bool failed() const override { return errnum_ != 0; }
-    int errnum() const { return errnum_; }
-
-private:
-    int fd_;
-    int errnum_ = 0;
-};
-
 }  // namespace
+
+void DescriptorSink::write(const void* bytes, std::size_t n) {
+    const char* p = static_cast<const char*>(bytes);
+    while (n > 0 && errnum_ == 0) {
+        ssize_t w = ::write(fd_, p, n);
+        if (w < 0) {
+            if (errno != EINTR) errnum_ = errno;
+            continue;
+        }
+        p += w;
+        n -= static_cast<std::size_t>(w);
+    }
+}
 
 IoError readWholeFile(const fs::path& path, std::vector<std::uint8_t>& out) {
     int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
@@ -129,7 +116,7 @@ IoError writeFileAtomically(const fs::path& path, const Producer& produce) {
     if (fd < 0) return errnoError("cannot create a new file beside", target, EEXIST);
     TempFile temp(fd, tempPath);
 
-    FileSink sink(fd);
+    DescriptorSink sink(fd);
     if (std::string error = produce(sink); !error.empty()) {
         if (sink.failed()) return errnoError("cannot write", tempPath, sink.errnum());
         return {0, error};

@@ -20,6 +20,20 @@ struct IoError {
     bool ok() const { return message.empty(); }
 };
 
+// Writes to an open descriptor; after the first failure it writes nothing more and keeps errno.
+class DescriptorSink final : public plist::Sink {
+public:
+    explicit DescriptorSink(int fd) : fd_(fd) {}
+    void write(const void* bytes, std::size_t n) override;
+    using Sink::write;
+    bool failed() const override { return errnum_ != 0; }
+    int errnum() const { return errnum_; }
+
+private:
+    int fd_;
+    int errnum_ = 0;
+};
+
 // Reads the whole file; refuses folders and other files that are not regular files.
 IoError readWholeFile(const std::filesystem::path& path, std::vector<std::uint8_t>& out);
 
