@@ -8,21 +8,15 @@
 #include <vector>
 
 #include "plist/codec.h"
+#include "test_support.h"
 
 namespace orvane::plist {
 namespace {
 
 using namespace std::string_literals;
+using namespace test;
 
-std::string write(const Value& v) {
-    StringSink sink;
-    EXPECT_EQ(writeBinary(v, sink), "");
-    return sink.out;
-}
-
-ReadResult read(const std::string& file) {
-    return readBinary({reinterpret_cast<const std::uint8_t*>(file.data()), file.size()});
-}
+ReadResult read(const std::string& file) { return readBinary(bytesOf(file)); }
 
 std::string BE(std::uint64_t v, unsigned width) {
     std::string out;
@@ -68,24 +62,6 @@ std::string patched(std::string file, std::int64_t at, std::uint64_t value, unsi
 // Trailer fields, counted from the end of the file.
 constexpr std::int64_t kOffsetSize = -26, kRefSize = -25, kNumObjects = -24, kTop = -16, kTableOffset = -8;
 
-Value S(std::string_view s) { return Value::string(s); }
-Value I(std::int64_t i) { return Value::integer(i); }
-Value A(std::initializer_list<Value> items) {
-    Value v = Value::array();
-    for (const Value& item : items) v.asArray()->append(item);
-    return v;
-}
-Value D(std::initializer_list<std::pair<std::string_view, Value>> entries) {
-    Value v = Value::dictionary();
-    for (const auto& [k, item] : entries) v.asDictionary()->set(k, item);
-    return v;
-}
-Value nested(std::size_t depth) {
-    Value v = Value::array();
-    for (std::size_t i = 1; i < depth; ++i) v = A({v});
-    return v;
-}
-
 TEST(BinaryWrite, ObjectsAreEncodedAsAppleWritesThem) {
     const std::vector<std::uint8_t> bytes300(300, 0xAB);
     Value shared = A({S("k")});
@@ -94,32 +70,19 @@ TEST(BinaryWrite, ObjectsAreEncodedAsAppleWritesThem) {
         Value value;
         std::string objects;  // everything between the header and the offset table
     } cases[] = {
-        {"false", Value::boolean(false), "\x08"s},
-        {"true", Value::boolean(true), "\x09"s},
-        {"0", I(0), "\x10\x00"s},
-        {"255", I(255), "\x10\xFF"s},
+        {"booleans", A({Value::boolean(false), Value::boolean(true)}), "\xA2\x01\x02\x08\x09"s},
         {"256", I(256), "\x11\x01\x00"s},
         {"65536", I(65536), "\x12\x00\x01\x00\x00"s},
         {"2^32", I(std::int64_t{1} << 32), "\x13\x00\x00\x00\x01\x00\x00\x00\x00"s},
-        {"INT64_MAX", I(INT64_MAX), "\x13\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFF"s},
         {"-1 takes 8 bytes", I(-1), "\x13\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"s},
-        {"INT64_MIN", I(INT64_MIN), "\x13\x80\x00\x00\x00\x00\x00\x00\x00"s},
         {"2^63 takes 16 bytes", Value::unsignedInteger(std::uint64_t{1} << 63), "\x14" + BE(0, 8) + BE(std::uint64_t{1} << 63, 8)},
-        {"2^64-1", Value::unsignedInteger(UINT64_MAX), "\x14" + BE(0, 8) + BE(UINT64_MAX, 8)},
         {"real", Value::real(1.5), "\x23\x3F\xF8\x00\x00\x00\x00\x00\x00"s},
-        {"-0.0", Value::real(-0.0), "\x23\x80\x00\x00\x00\x00\x00\x00\x00"s},
         {"date", Value::date(-0.5), "\x33\xBF\xE0\x00\x00\x00\x00\x00\x00"s},
-        {"empty string is ASCII", S(""), "\x50"s},
-        {"ASCII", S("abc"), "\x53" "abc"s},
-        {"15 characters", S("abcdefghijklmno"), "\x5F\x10\x0F" "abcdefghijklmno"s},
-        {"Latin-1 is UTF-16", S("\xC3\xA9"), "\x61\x00\xE9"s},
-        {"astral is two units", S("a\xF0\x9F\x98\x80"), "\x63\x00\x61\xD8\x3D\xDE\x00"s},
         {"NUL is ASCII", S("a\0b"s), "\x53" "a\0b"s},
-        {"empty data", Value::data({}), "\x40"s},
+        {"Latin-1 is UTF-16, astral is two units", S("\xC3\xA9\xF0\x9F\x98\x80"), "\x63\x00\xE9\xD8\x3D\xDE\x00"s},
         {"300 bytes of data", Value::data(bytes300), "\x4F\x11\x01\x2C" + std::string(300, '\xAB')},
-        {"UID", Value::uid(5), "\x80\x05"s},
-        {"2-byte UID", Value::uid(0x1234), "\x81\x12\x34"s},
-        {"4-byte UID", Value::uid(0x12345), "\x83\x00\x01\x23\x45"s},
+        {"UIDs of 1, 2 and 4 bytes", A({Value::uid(5), Value::uid(0x1234), Value::uid(0x12345)}),
+         "\xA3\x01\x02\x03\x80\x05\x81\x12\x34\x83\x00\x01\x23\x45"s},
         {"empty containers", A({A({}), D({})}), "\xA2\x01\x02\xA0\xD0"s},
         {"15 equal strings, one object", A({S("a"), S("a"), S("a"), S("a"), S("a"), S("a"), S("a"), S("a"), S("a"), S("a"),
                                             S("a"), S("a"), S("a"), S("a"), S("a")}),
@@ -128,12 +91,10 @@ TEST(BinaryWrite, ObjectsAreEncodedAsAppleWritesThem) {
         {"1, 1.0 and true stay apart", A({I(1), Value::real(1.0), Value::boolean(true), I(1)}),
          "\xA4\x01\x02\x03\x01\x10\x01\x23\x3F\xF0\x00\x00\x00\x00\x00\x00\x09"s},
         {"a shared container is written twice", A({shared, shared}), "\xA2\x01\x03\xA1\x02\x51" "k\xA1\x02"s},
-        {"keys, then values, depth first", D({{"b", A({I(1)})}, {"a", I(2)}}),
-         "\xD2\x01\x02\x03\x05\x51" "b\x51" "a\xA1\x04\x10\x01\x10\x02"s},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        const std::string file = write(c.value);
+        const std::string file = toBinary(c.value);
         ASSERT_GE(file.size(), 8u + 32u);
         EXPECT_EQ(file.substr(0, 8), "bplist00");
         const Trailer t = trailerOf(file);
@@ -155,7 +116,7 @@ TEST(BinaryWrite, OffsetAndReferenceSizesAreTheSmallestThatFit) {
         SCOPED_TRACE(objects);
         Value root = Value::array();
         for (unsigned i = 0; i + 1 < objects; ++i) root.asArray()->append(I(i));
-        const std::string file = write(root);
+        const std::string file = toBinary(root);
         const Trailer t = trailerOf(file);
         EXPECT_EQ(t.numObjects, objects);
         EXPECT_EQ(t.refSize, refSize);
@@ -171,7 +132,7 @@ TEST(BinaryWrite, OffsetAndReferenceSizesAreTheSmallestThatFit) {
         SCOPED_TRACE(tableOffset);
         const std::size_t header = tableOffset < 1000 ? 3 : 4;  // 0x4F and a 1- or 2-byte length int
         const std::vector<std::uint8_t> payload(tableOffset - 8 - header, 7);
-        const std::string file = write(Value::data(payload));
+        const std::string file = toBinary(Value::data(payload));
         const Trailer t = trailerOf(file);
         EXPECT_EQ(t.tableOffset, tableOffset);
         EXPECT_EQ(t.offsetSize, offsetSize);
@@ -181,30 +142,16 @@ TEST(BinaryWrite, OffsetAndReferenceSizesAreTheSmallestThatFit) {
 }
 
 TEST(BinaryWrite, RefusesWhatCannotBeWritten) {
-    class FailingSink final : public Sink {
-    public:
-        void write(const void*, std::size_t) override { failed_ = true; }
-        using Sink::write;
-        bool failed() const override { return failed_; }
-        bool failed_ = false;
-    };
     Value badKey = Value::dictionary();
     badKey.asDictionary()->appendUnchecked(I(1), S("one"));
-    Value selfish = Value::array();
-    selfish.asArray()->append(selfish);
-    const struct {
-        const char* name;
-        Value value;
-    } cases[] = {{"null root", Value()}, {"null inside", A({S("a"), D({{"k", Value()}})})}, {"integer key", badKey},
-                 {"513 deep", nested(513)}, {"contains itself", selfish}};
-    for (const auto& c : cases) {
+    // A tree that contains itself is stopped by the same depth limit as one 513 deep.
+    for (const Value& refused : {A({S("a"), D({{"k", Value()}})}), badKey, nested(513)}) {
         StringSink sink;
-        EXPECT_NE(writeBinary(c.value, sink), "") << c.name;
+        EXPECT_NE(writeBinary(refused, sink), "");
     }
-    selfish.asArray()->clear();  // break the cycle so the array is freed
     StringSink ok;
     EXPECT_EQ(writeBinary(nested(512), ok), "");
-    FailingSink failing;
+    FailingSink failing(0);
     EXPECT_NE(writeBinary(D({{"k", S("v")}}), failing), "");
 }
 
@@ -212,20 +159,6 @@ TEST(BinaryRead, MalformedFilesFailWithAMessageAndWhere) {
     const std::string good = assemble({"\xA1\x01"s, "\x51" "a"s});  // ["a"]; offset table at 12
     std::vector<std::string> many{"\xA0"s};
     many.resize(258, "\x08"s);
-    std::string laughs;  // 40 arrays, each naming the next twice
-    {
-        std::vector<std::string> chain;
-        for (char i = 1; i <= 40; ++i) chain.push_back("\xA2"s + i + i);
-        chain.push_back("\xA0"s);
-        laughs = assemble(chain);
-    }
-    // The same chain, but each level's two references name two objects that share one offset.
-    std::string aliased = "bplist00";
-    for (int i = 0; i < 40; ++i) aliased += "\xA2"s + static_cast<char>(2 * i + 1) + static_cast<char>(2 * i + 2);
-    aliased += "\xA0";
-    const std::size_t aliasedTable = aliased.size();
-    for (int object = 0; object <= 80; ++object) aliased += static_cast<char>(8 + 3 * ((object + 1) / 2));
-    aliased += std::string(6, '\0') + "\x01\x01"s + BE(81, 8) + BE(0, 8) + BE(aliasedTable, 8);
     // A root of 100 references to 100 objects that share one offset: an array of 100 `true`s.
     // Read naively that is 100 * 100 values from 320 bytes: the cost grows with the square of the size.
     std::string fanOut = "bplist00\xAF\x10\x64"s;
@@ -248,7 +181,6 @@ TEST(BinaryRead, MalformedFilesFailWithAMessageAndWhere) {
         std::string_view says = {};
     } cases[] = {
         {"40 bytes", "bplist00" + std::string(32, '\0'), 0},
-        {"cut short", good.substr(0, 40), 0},
         {"bad magic", "xplist00" + good.substr(8), 0},
         {"offset size 0", patched(good, kOffsetSize, 0, 1), kOffsetSize},
         {"offset size 9", patched(good, kOffsetSize, 9, 1), kOffsetSize},
@@ -258,57 +190,38 @@ TEST(BinaryRead, MalformedFilesFailWithAMessageAndWhere) {
         {"root out of range", patched(good, kTop, 2, 8), kTop},
         {"table at the trailer", patched(good, kTableOffset, good.size() - 32, 8), kTableOffset},
         {"table in the header", patched(good, kTableOffset, 8, 8), kTableOffset},
-        {"table beyond the file", patched(good, kTableOffset, UINT64_MAX, 8), kTableOffset},
         {"extra byte in the table", good.substr(0, good.size() - 32) + '\0' + good.substr(good.size() - 32), 12},
-        {"missing table entry", patched(good, kNumObjects, 3, 8), 12},
-        {"bytes after the trailer", good + good.substr(good.size() - 32), 12},
         {"table length overflows", patched(assemble({"\x09"s}, 1, 8), kNumObjects, (std::uint64_t{1} << 61) + 1, 8), 9},
         {"offset into the table", patched(good, 13, 12, 1), 13},
         {"offset into the header", patched(good, 13, 7, 1), 13},
         {"unused object outside", patched(assemble({"\x09"s, "\x08"s}), 11, 200, 1), 11},
         {"reference out of range", assemble({"\xA1\x02"s, "\x51" "a"s}), 9},
         {"string too long", assemble({"\x55" "ab"s}), 8},
-        {"UTF-16 with 2*count past 2^32", assemble({"\x6F\x12\x80\x00\x00\x01\x00" "a"s}), 8},
-        {"UTF-16 with 2*count near 2^64", assemble({"\x6F\x13\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x00" "a"s}), 8},
+        {"UTF-16 of 3 units in 4 bytes", assemble({"\x63" "abcd"s}), 8},
         {"UTF-16 count above INT64_MAX", assemble({"\x6F\x13\x80\x00\x00\x00\x00\x00\x00\x00\x00" "a"s}), 9},
-        {"string of 2^62", assemble({"\x5F\x13\x40\x00\x00\x00\x00\x00\x00\x00" "abc"s}), 8},
         {"data too long", assemble({"\x4F\x10\x20" "abc"s}), 8},
-        {"data of 2^62", assemble({"\x4F\x13\x40\x00\x00\x00\x00\x00\x00\x00" "abc"s}), 8},
         {"array too long", assemble({"\xA5\x00\x00"s}), 8},
-        {"array of 2^62 8-byte refs", assemble({"\xAF\x13\x40\x00\x00\x00\x00\x00\x00\x00"s + BE(0, 8)}, 8), 8},
-        {"dictionary with 2*count refs overflowing", assemble({"\xDF\x13\x40\x00\x00\x00\x00\x00\x00\x00\x00\x00"s}, 2), 8},
         {"dictionary of INT64_MAX", assemble({"\xDF\x13\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x00"s}), 8},
         {"length is a real", assemble({"\x5F\x23\x40\x00\x00\x00\x00\x00\x00\x00" "ab"s}), 9},
         {"length is a 32-byte int", assemble({"\x5F\x15" + std::string(32, '\0') + "ab"}), 9},
         {"length marker at the table", assemble({"\xA1\x01"s, "\x5F"s}), 10},
         {"length runs into the table", assemble({"\x5F\x13\x00"s}), 9},
         {"integer key", assemble({"\xD1\x01\x02"s, "\x10\x01"s, "\x51" "a"s}), 9},
-        {"array key", assemble({"\xD1\x01\x02"s, "\xA0"s, "\x51" "a"s}), 9},
         {"marker 0x00 (null)", assemble({"\x00"s + zeros}), 8},
         {"marker 0x0F (fill)", assemble({"\x0F"s + zeros}), 8},
-        {"marker 0x0C (URL)", assemble({"\x0C"s + zeros}), 8},
         {"marker 0x21 (2-byte real)", assemble({"\x21"s + zeros}), 8},
         {"marker 0x32 (date)", assemble({"\x32"s + zeros}), 8},
-        {"marker 0x70 (UTF-8 string)", assemble({"\x70"s + zeros}), 8},
-        {"marker 0x90", assemble({"\x90"s + zeros}), 8},
-        {"marker 0xB0 (ordered set)", assemble({"\xB0"s + zeros}), 8},
         {"marker 0xC1 (set)", assemble({"\xC1\x00"s + zeros}), 8},
-        {"marker 0xE0", assemble({"\xE0"s + zeros}), 8},
-        {"marker 0xF0 inside an array", assemble({"\xA1\x01"s, "\xF0"s + zeros}), 10},
+        {"marker 0x70 (UTF-8 string) inside an array", assemble({"\xA1\x01"s, "\x70"s + zeros}), 10},
         {"32-byte integer", assemble({"\x15" + std::string(32, '\0')}), 8},
-        {"8-byte integer cut short", assemble({"\x13\x00\x00"s}), 8},
         {"16-byte integer cut short", assemble({"\x14" + std::string(8, '\0')}), 8},
         {"real cut short", assemble({"\x23\x00"s}), 8},
         {"date cut short", assemble({"\x33"s}), 8},
-        {"UID of 33 bits", assemble({"\x84\x01\x00\x00\x00\x00"s}), 8},
         {"8-byte UID above 2^32", assemble({"\x87\x00\x00\x00\x01\x00\x00\x00\x00"s}), 8},
-        {"UID cut short", assemble({"\x83\x00\x00"s}), 8},
-        {"array containing itself", assemble({"\xA1\x00"s}), 9, "itself"},
+        {"UID one byte short", assemble({"\x83\x00\x00\x00"s}), 8},
         {"dictionary containing itself", assemble({"\xD1\x01\x00"s, "\x51" "k"s}), 10, "itself"},
         {"two arrays containing each other", assemble({"\xA1\x01"s, "\xA1\x00"s}), 11, "itself"},
         {"array referenced twice", assemble({"\xA2\x01\x01"s, "\xA0"s}), 10, "more than once"},
-        {"billion laughs", laughs, 8 + 3 * 39 + 2, "more than once"},
-        {"billion laughs through aliased offsets", aliased, 8 + 3 * 39 + 1, "more than once"},
         {"fan-out through aliased offsets", fanOut, 111, "more than once"},
         {"513 nested arrays", chain(513), 8 + 3 * 512, "nested"},
     };
@@ -318,7 +231,6 @@ TEST(BinaryRead, MalformedFilesFailWithAMessageAndWhere) {
         EXPECT_FALSE(r);
         EXPECT_EQ(r.format, Format::Binary);
         EXPECT_TRUE(r.value.isNull());
-        EXPECT_FALSE(r.status.message.empty());
         const std::uint64_t at = c.at < 0 ? c.file.size() - static_cast<std::uint64_t>(-c.at) : static_cast<std::uint64_t>(c.at);
         EXPECT_EQ(r.status.offset, at) << r.status.message;
         EXPECT_EQ(r.status.line, 0u);
@@ -351,19 +263,14 @@ TEST(BinaryRead, WhatAppleAcceptsReadsAsAppleReadsIt) {
         {"lone surrogates", assemble({"\x64\xDC\x00\x00\x41\xD8\x3D\xD8\x00"s}), S("\xED\xB0\x80" "A\xED\xA0\xBD\xED\xA0\x80")},
         {"duplicate key keeps the first", assemble({"\xD2\x01\x01\x02\x03"s, "\x51k"s, "\x10\x01"s, "\x10\x02"s}), D({{"k", I(1)}})},
         {"duplicate key in a large dictionary", assemble(bigObjects), bigExpected},
-        {"16-byte integer keeps the low 64 bits", assemble({"\x14" + BE(UINT64_MAX, 8) + BE(UINT64_MAX, 8)}),
+        {"16-byte integer keeps the low 64 bits, unsigned", assemble({"\x14" + BE(1, 8) + BE(UINT64_MAX, 8)}),
          Value::unsignedInteger(UINT64_MAX)},
-        {"16-byte integer with a high part", assemble({"\x14" + BE(1, 8) + BE(5, 8)}), I(5)},
         {"short integers are unsigned", assemble({"\xA3\x01\x02\x03"s, "\x10\xFF"s, "\x11\xFF\xFF"s, "\x12\xFF\xFF\xFF\xFF"s}),
          A({I(255), I(65535), I(4294967295)})},
         {"8-byte integers are signed", assemble({"\x13" + BE(UINT64_MAX, 8)}), I(-1)},
-        {"non-minimal integer", assemble({"\x13" + BE(5, 8)}), I(5)},
         {"4-byte real", assemble({"\x22\x3F\xC0\x00\x00"s}), Value::real(1.5)},
-        {"long-form count for 3", assemble({"\x5F\x10\x03" "abc"s}), S("abc")},
-        {"unreferenced objects", assemble({"\xA1\x02"s, "\x09"s, "\x51" "a"s, "\xA1\x03"s}), A({S("a")})},
         {"two offsets at one string", patched(assemble({"\xA2\x01\x02"s, "\x51" "a"s, "\x51" "b"s}), 17, 11, 1), A({S("a"), S("a")})},
         {"3-byte references and offsets", assemble({"\xA1\x00\x00\x01"s, "\x51" "a"s}, 3, 3), A({S("a")})},
-        {"padding before the table", assemble({"\xA1\x01"s, "\x51" "a\x00\x00\x00"s}), A({S("a")})},
         {"header bplist05", "bplist05" + assemble({"\x09"s}).substr(8), Value::boolean(true)},
         {"UID of 32 bits", assemble({"\x87" + BE(UINT32_MAX, 8)}), Value::uid(UINT32_MAX)},
     };
@@ -373,23 +280,15 @@ TEST(BinaryRead, WhatAppleAcceptsReadsAsAppleReadsIt) {
         ASSERT_TRUE(r) << r.status.description();
         EXPECT_TRUE(r.value == c.expected);
         // Whatever was read must survive our own writer unchanged.
-        ReadResult again = read(write(r.value));
+        ReadResult again = read(toBinary(r.value));
         ASSERT_TRUE(again) << again.status.description();
         EXPECT_TRUE(again.value == r.value);
     }
 }
 
-TEST(BinaryRead, CanonicalFilesAreRewrittenByteForByte) {
-    const std::string files[] = {
-        assemble({"\x64\xDC\x00\x00\x41\xD8\x3D\xD8\x00"s}),  // lone surrogates keep their code units
-        assemble({"\xA3\x01\x02\x01"s, "\x62\xD8\x3D\xDE\x00"s, "\x61\xDC\x00"s}),
-        assemble({"\xD2\x01\x02\x03\x01"s, "\x51" "b"s, "\x51" "a"s, "\xA2\x04\x04"s, "\x33\x41\xC0\x00\x00\x00\x00\x00\x00"s}),
-    };
-    for (const std::string& file : files) {
-        ReadResult r = read(file);
-        ASSERT_TRUE(r) << r.status.description();
-        EXPECT_EQ(write(r.value), file);
-    }
+TEST(BinaryRead, LoneSurrogatesAreRewrittenWithTheirCodeUnits) {
+    const std::string file = assemble({"\x64\xDC\x00\x00\x41\xD8\x3D\xD8\x00"s});
+    EXPECT_EQ(toBinary(read(file).value), file);
 }
 
 }  // namespace

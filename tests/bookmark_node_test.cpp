@@ -5,29 +5,20 @@
 #include <utility>
 
 #include "orvane.h"
+#include "test_support.h"
 
 using orvane::Orvane;
 using orvane::plist::Value;
 using namespace orvane;
+using namespace orvane::test;
 
 namespace {
 
-Value dict(std::initializer_list<std::pair<const char*, Value>> entries) {
-    Value d = Value::dictionary();
-    for (const auto& [k, v] : entries) d.asDictionary()->set(k, v);
-    return d;
-}
-Value str(const char* s) { return Value::string(s); }
-Value list(std::initializer_list<Value> items) {
-    Value a = Value::array();
-    for (const auto& v : items) a.asArray()->append(v);
-    return a;
-}
 Value leaf(const char* title) {
-    return dict({{"WebBookmarkType", str("WebBookmarkTypeLeaf")}, {"URIDictionary", dict({{"title", str(title)}})}});
+    return D({{"WebBookmarkType", S("WebBookmarkTypeLeaf")}, {"URIDictionary", D({{"title", S(title)}})}});
 }
 Value folder(const char* title, std::initializer_list<Value> children) {
-    return dict({{"WebBookmarkType", str("WebBookmarkTypeList")}, {"Title", str(title)}, {"Children", list(children)}});
+    return D({{"WebBookmarkType", S("WebBookmarkTypeList")}, {"Title", S(title)}, {"Children", A(children)}});
 }
 
 }  // namespace
@@ -35,22 +26,22 @@ Value folder(const char* title, std::initializer_list<Value> children) {
 TEST(BookmarkNode, TitlesAreReadFromTitleFirstAndWrittenToTheUriDictionaryFirst) {
     Orvane engine;
     EXPECT_EQ(engine.titleFromBookmarkNode(leaf("Apple")).asString(), "Apple");
-    Value untitled = dict({{"WebBookmarkType", str("WebBookmarkTypeLeaf")}, {"URIDictionary", Value::dictionary()}});
+    Value untitled = D({{"WebBookmarkType", S("WebBookmarkTypeLeaf")}, {"URIDictionary", Value::dictionary()}});
     EXPECT_TRUE(engine.titleFromBookmarkNode(untitled).isNull());
 
     // A folder without "Title" but with a URI dictionary takes the title from there.
-    Value oddFolder = dict({{"WebBookmarkType", str("WebBookmarkTypeList")}, {"URIDictionary", dict({{"title", str("Inner")}})}});
+    Value oddFolder = D({{"WebBookmarkType", S("WebBookmarkTypeList")}, {"URIDictionary", D({{"title", S("Inner")}})}});
     EXPECT_EQ(engine.titleFromBookmarkNode(oddFolder).asString(), "Inner");
 
     // With both keys, a rename goes to the URI dictionary and reading still answers "Title".
     Value both = leaf("Inner");
-    both.asDictionary()->set("Title", str("Outer"));
-    engine.setTitle(str("Renamed"), both);
+    both.asDictionary()->set("Title", S("Outer"));
+    engine.setTitle(S("Renamed"), both);
     EXPECT_EQ(engine.titleFromBookmarkNode(both).asString(), "Outer");
     EXPECT_EQ(both.asDictionary()->find("URIDictionary")->asDictionary()->find("title")->asString(), "Renamed");
 
     Value plain = folder("Old", {});
-    engine.setTitle(str("New"), plain);
+    engine.setTitle(S("New"), plain);
     EXPECT_EQ(engine.titleFromBookmarkNode(plain).asString(), "New");
 }
 
@@ -58,12 +49,12 @@ TEST(BookmarkNode, TypesCountsAndSpecialFolders) {
     Orvane engine;
     EXPECT_EQ(engine.typeFromBookmarkNode(leaf("x")), BookmarkNodeTypeLeaf);
     EXPECT_EQ(engine.typeFromBookmarkNode(folder("x", {})), BookmarkNodeTypeList);
-    EXPECT_EQ(engine.typeFromBookmarkNode(dict({{"WebBookmarkType", str("WebBookmarkTypeProxy")}})), BookmarkNodeTypeProxy);
-    EXPECT_EQ(engine.typeFromBookmarkNode(dict({{"WebBookmarkType", str("webbookmarktypeleaf")}})), BookmarkNodeTypeNone);
-    EXPECT_EQ(engine.typeFromBookmarkNode(dict({})), BookmarkNodeTypeNone);
-    EXPECT_EQ(engine.typeFromBookmarkNode(str("WebBookmarkTypeLeaf")), BookmarkNodeTypeNone);
+    EXPECT_EQ(engine.typeFromBookmarkNode(D({{"WebBookmarkType", S("WebBookmarkTypeProxy")}})), BookmarkNodeTypeProxy);
+    EXPECT_EQ(engine.typeFromBookmarkNode(D({{"WebBookmarkType", S("webbookmarktypeleaf")}})), BookmarkNodeTypeNone);
+    EXPECT_EQ(engine.typeFromBookmarkNode(D({})), BookmarkNodeTypeNone);
+    EXPECT_EQ(engine.typeFromBookmarkNode(S("WebBookmarkTypeLeaf")), BookmarkNodeTypeNone);
 
-    Value proxy = dict({{"WebBookmarkType", str("WebBookmarkTypeProxy")}, {"Title", str("History")}});
+    Value proxy = D({{"WebBookmarkType", S("WebBookmarkTypeProxy")}, {"Title", S("History")}});
     Value firstBar = folder("BookmarksBar", {leaf("a")});
     Value root = folder("", {proxy, folder("Stuff", {leaf("a"), leaf("b"), leaf("c")}), folder("Empty", {}), firstBar,
                              folder("BookmarksBar", {}), folder("Deeper", {folder("BookmarksMenu", {})})});
@@ -77,15 +68,15 @@ TEST(BookmarkNode, RootAndVersionChecks) {
     Orvane engine;
     EXPECT_TRUE(engine.verifyThatDictionaryIsBookmarksFileRootNode(folder("", {})));
     EXPECT_FALSE(engine.verifyThatDictionaryIsBookmarksFileRootNode(leaf("x")));
-    EXPECT_FALSE(engine.verifyThatDictionaryIsBookmarksFileRootNode(dict({})));
-    EXPECT_FALSE(engine.verifyThatDictionaryIsBookmarksFileRootNode(list({folder("", {})})));
+    EXPECT_FALSE(engine.verifyThatDictionaryIsBookmarksFileRootNode(D({})));
+    EXPECT_FALSE(engine.verifyThatDictionaryIsBookmarksFileRootNode(A({folder("", {})})));
 
-    auto withVersion = [](Value v) { return dict({{"WebBookmarkFileVersion", std::move(v)}}); };
+    auto withVersion = [](Value v) { return D({{"WebBookmarkFileVersion", std::move(v)}}); };
     EXPECT_TRUE(engine.verifyThatDictionaryHasCorrectVersionWithRootNode(withVersion(Value::integer(1))));
     EXPECT_FALSE(engine.verifyThatDictionaryHasCorrectVersionWithRootNode(withVersion(Value::integer(2))));
     EXPECT_TRUE(engine.verifyThatDictionaryHasCorrectVersionWithRootNode(withVersion(Value::integer(-5))));
-    EXPECT_TRUE(engine.verifyThatDictionaryHasCorrectVersionWithRootNode(dict({})));
-    EXPECT_FALSE(engine.verifyThatDictionaryHasCorrectVersionWithRootNode(withVersion(str(" 3 apples"))));
-    EXPECT_TRUE(engine.verifyThatDictionaryHasCorrectVersionWithRootNode(withVersion(str("one"))));
+    EXPECT_TRUE(engine.verifyThatDictionaryHasCorrectVersionWithRootNode(D({})));
+    EXPECT_FALSE(engine.verifyThatDictionaryHasCorrectVersionWithRootNode(withVersion(S(" 3 apples"))));
+    EXPECT_TRUE(engine.verifyThatDictionaryHasCorrectVersionWithRootNode(withVersion(S("one"))));
     EXPECT_TRUE(engine.verifyThatDictionaryHasCorrectVersionWithRootNode(withVersion(Value::real(1.9))));
 }

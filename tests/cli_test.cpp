@@ -11,36 +11,15 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* kBookmarks = R"(<?xml version="1.0" encoding="UTF-8"?>
-<plist version="1.0">
-<dict>
-	<key>Children</key>
-	<array>
-		<dict>
-			<key>Title</key><string>History</string>
-			<key>WebBookmarkType</key><string>WebBookmarkTypeProxy</string>
-		</dict>
-		<dict>
-			<key>Children</key>
-			<array>
-				<dict>
-					<key>URIDictionary</key><dict><key>title</key><string>Caf&#233;</string></dict>
-					<key>URLString</key><string>https://cafe.example/</string>
-					<key>WebBookmarkType</key><string>WebBookmarkTypeLeaf</string>
-				</dict>
-			</array>
-			<key>Title</key><string>BookmarksBar</string>
-			<key>WebBookmarkType</key><string>WebBookmarkTypeList</string>
-		</dict>
-		<dict>
-			<key>Children</key><array/>
-			<key>ShouldOmitFromUI</key><true/>
-			<key>Title</key><string>com.apple.ReadingList</string>
-			<key>WebBookmarkType</key><string>WebBookmarkTypeList</string>
-		</dict>
-	</array>
-	<key>WebBookmarkFileVersion</key><integer>1</integer>
-	<key>WebBookmarkType</key><string>WebBookmarkTypeList</string>
-</dict>
+<plist version="1.0"><dict><key>Children</key><array>
+	<dict><key>Title</key><string>History</string><key>WebBookmarkType</key><string>WebBookmarkTypeProxy</string></dict>
+	<dict><key>Children</key><array><dict>
+		<key>URIDictionary</key><dict><key>title</key><string>Caf&#233;</string></dict>
+		<key>URLString</key><string>https://cafe.example/</string><key>WebBookmarkType</key><string>WebBookmarkTypeLeaf</string>
+	</dict></array><key>Title</key><string>BookmarksBar</string><key>WebBookmarkType</key><string>WebBookmarkTypeList</string></dict>
+	<dict><key>Children</key><array/><key>ShouldOmitFromUI</key><true/>
+		<key>Title</key><string>com.apple.ReadingList</string><key>WebBookmarkType</key><string>WebBookmarkTypeList</string></dict>
+</array><key>WebBookmarkFileVersion</key><integer>1</integer><key>WebBookmarkType</key><string>WebBookmarkTypeList</string></dict>
 </plist>
 )";
 

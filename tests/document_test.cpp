@@ -21,16 +21,8 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* kXmlBookmarks = R"(<?xml version="1.0" encoding="UTF-8"?>
-<plist version="1.0">
-<dict>
-	<key>Children</key>
-	<array/>
-	<key>WebBookmarkFileVersion</key>
-	<integer>1</integer>
-	<key>WebBookmarkType</key>
-	<string>WebBookmarkTypeList</string>
-</dict>
-</plist>
+<plist version="1.0"><dict><key>Children</key><array/><key>WebBookmarkFileVersion</key><integer>1</integer>
+<key>WebBookmarkType</key><string>WebBookmarkTypeList</string></dict></plist>
 )";
 
 struct CapturedLog {

@@ -1,5 +1,7 @@
 #include "test_support.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -9,6 +11,8 @@
 
 #include <algorithm>
 #include <random>
+
+#include "plist/utf.h"
 
 namespace orvane::test {
 namespace fs = std::filesystem;
@@ -23,10 +27,6 @@ void writeFile(const fs::path& path, std::string_view bytes) {
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     if (!out) throw std::runtime_error("test cannot write " + path.string());
-}
-
-void writeFile(const fs::path& path, std::span<const std::uint8_t> bytes) {
-    writeFile(path, std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
 }
 
 namespace {
@@ -84,5 +84,25 @@ RunResult run(const std::vector<std::string>& argv, std::string_view input) {
 
 std::string python3() { return ORVANE_PYTHON3; }
 std::string cliPath() { return ORVANE_CLI; }
+
+std::string toBinary(const plist::Value& v) {
+    plist::StringSink sink;
+    EXPECT_EQ(plist::writeBinary(v, sink), "");
+    return sink.out;
+}
+
+std::string toXml(const plist::Value& v) {
+    plist::StringSink sink;
+    EXPECT_EQ(plist::writeXml(v, sink), "");
+    return sink.out;
+}
+
+std::string utf16(std::string_view wtf8, bool bigEndian) {
+    std::string out;
+    plist::utf::appendUtf16BE(out, wtf8);
+    if (!bigEndian)
+        for (std::size_t i = 0; i + 1 < out.size(); i += 2) std::swap(out[i], out[i + 1]);
+    return out;
+}
 
 }  // namespace orvane::test

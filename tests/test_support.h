@@ -1,18 +1,22 @@
-// What the tests share: files, scratch folders, the real bookmarks files, running programs.
+// What the tests share: files, scratch folders, the real bookmarks files, running programs, and
+// short ways to build and write property-list values.
 #pragma once
 
 #include <cstdint>
 #include <filesystem>
+#include <initializer_list>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
+
+#include "plist/codec.h"
 
 namespace orvane::test {
 
 std::vector<std::uint8_t> readFile(const std::filesystem::path& path);
 void writeFile(const std::filesystem::path& path, std::string_view bytes);
-void writeFile(const std::filesystem::path& path, std::span<const std::uint8_t> bytes);
 
 inline std::span<const std::uint8_t> bytesOf(std::string_view s) {
     return {reinterpret_cast<const std::uint8_t*>(s.data()), s.size()};
@@ -50,5 +54,40 @@ RunResult run(const std::vector<std::string>& argv, std::string_view input = {})
 std::string python3();
 // Path of the orvane-cli program under test.
 std::string cliPath();
+
+inline plist::Value S(std::string_view s) { return plist::Value::string(s); }
+inline plist::Value I(std::int64_t i) { return plist::Value::integer(i); }
+inline plist::Value A(std::initializer_list<plist::Value> items) {
+    plist::Value v = plist::Value::array();
+    v.asArray()->items().assign(items);
+    return v;
+}
+inline plist::Value D(std::initializer_list<std::pair<std::string_view, plist::Value>> entries) {
+    plist::Value v = plist::Value::dictionary();
+    for (const auto& [key, item] : entries) v.asDictionary()->set(key, item);
+    return v;
+}
+// Arrays nested `depth` deep, the innermost one empty.
+inline plist::Value nested(std::size_t depth) {
+    plist::Value v = plist::Value::array();
+    for (std::size_t i = 1; i < depth; ++i) v = A({v});
+    return v;
+}
+
+// What each writer makes of `v`; a refusal fails the calling test.
+std::string toBinary(const plist::Value& v);
+std::string toXml(const plist::Value& v);
+
+// WTF-8 text as UTF-16 code units (lone surrogates kept), without a byte-order mark.
+std::string utf16(std::string_view wtf8, bool bigEndian);
+
+// Takes `okWrites` writes, then reports failure.
+struct FailingSink final : plist::Sink {
+    explicit FailingSink(std::size_t okWrites) : okWrites(okWrites) {}
+    void write(const void*, std::size_t n) override { ++writes, bytes += n; }
+    using Sink::write;
+    bool failed() const override { return writes > okWrites; }
+    std::size_t okWrites, writes = 0, bytes = 0;
+};
 
 }  // namespace orvane::test
