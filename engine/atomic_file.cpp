@@ -99,7 +99,7 @@ fs::path resolveLinks(const fs::path& path) {
     return current;
 }
 
-IoError writeFileAtomically(const fs::path& path, const Producer& produce) {
+IoError writeFileAtomically(const fs::path& path, const Producer& produce, std::optional<unsigned> permissions) {
     const fs::path target = resolveLinks(path);
     const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
 
@@ -124,7 +124,8 @@ IoError writeFileAtomically(const fs::path& path, const Producer& produce) {
     if (sink.failed()) return errnoError("cannot write", tempPath, sink.errnum());
 
     struct stat st;
-    if (::stat(target.c_str(), &st) == 0 && ::fchmod(fd, st.st_mode & 07777) != 0)
+    if (!permissions && ::stat(target.c_str(), &st) == 0) permissions = st.st_mode & 07777;
+    if (permissions && ::fchmod(fd, static_cast<mode_t>(*permissions)) != 0)
         return errnoError("cannot set the permissions of", tempPath, errno);
     if (::fsync(fd) != 0) return errnoError("cannot flush", tempPath, errno);
     if (temp.close() != 0) return errnoError("cannot close", tempPath, errno);
@@ -137,6 +138,37 @@ IoError writeFileAtomically(const fs::path& path, const Producer& produce) {
         ::close(dir);
     }
     return {};
+}
+
+IoError copyFileAtomically(const fs::path& from, const fs::path& to) {
+    int fd = ::open(from.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return errnoError("cannot open", from, errno);
+    struct Closer {
+        int fd;
+        ~Closer() { ::close(fd); }
+    } closer{fd};
+    struct stat st;
+    if (::fstat(fd, &st) != 0) return errnoError("cannot read", from, errno);
+    if (!S_ISREG(st.st_mode)) return {EINVAL, "cannot copy " + from.string() + ": not a regular file"};
+    int readError = 0;
+    IoError result = writeFileAtomically(
+        to,
+        [&](plist::Sink& sink) -> std::string {
+            std::vector<char> buffer(1 << 16);
+            for (;;) {
+                const ssize_t n = ::read(fd, buffer.data(), buffer.size());
+                if (n < 0 && errno == EINTR) continue;
+                if (n < 0) {
+                    readError = errno;
+                    return "cannot read " + from.string() + ": " + std::strerror(errno);
+                }
+                if (n == 0 || sink.failed()) return "";
+                sink.write(buffer.data(), static_cast<std::size_t>(n));
+            }
+        },
+        st.st_mode & 07777);
+    if (readError != 0) result.errnum = readError;
+    return result;
 }
 
 }  // namespace orvane

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -44,6 +45,12 @@ std::filesystem::path resolveLinks(const std::filesystem::path& path);
 // Writes what `produce` puts into the sink (it answers "" or why it failed) to `path` atomically.
 // On any failure the target is left as it was and the temporary file is removed.
 using Producer = std::function<std::string(plist::Sink&)>;
-IoError writeFileAtomically(const std::filesystem::path& path, const Producer& produce);
+// `permissions` are the new file's mode bits; by default the target's, when it exists.
+IoError writeFileAtomically(const std::filesystem::path& path, const Producer& produce,
+                            std::optional<unsigned> permissions = std::nullopt);
+
+// Copies a regular file the same way, so a copy is complete or absent; it keeps the source's
+// permission bits.
+IoError copyFileAtomically(const std::filesystem::path& from, const std::filesystem::path& to);
 
 }  // namespace orvane

@@ -126,4 +126,24 @@ long long integerValue(const plist::Value& value) {
     }
 }
 
+bool boolValue(const plist::Value& value) {
+    switch (value.type()) {
+    case plist::Type::Boolean: return value.asBool();
+    case plist::Type::Integer: return value.asUInt64() != 0;
+    case plist::Type::Real: return value.asReal() != 0.0;
+    case plist::Type::String: {
+        const std::string_view s = value.asString();
+        std::size_t i = s.find_first_not_of(" \t\n\r");
+        if (i == std::string_view::npos) return false;
+        if (s[i] == '+' || s[i] == '-') ++i;
+        if (i >= s.size()) return false;
+        if (s[i] == 'Y' || s[i] == 'y' || s[i] == 'T' || s[i] == 't') return true;
+        // Digits count when they are not all zeros ("007" is true, "000" false).
+        while (i < s.size() && s[i] == '0') ++i;
+        return i < s.size() && s[i] >= '1' && s[i] <= '9';
+    }
+    default: return false;
+    }
+}
+
 }  // namespace orvane

@@ -3,7 +3,7 @@
 # Pass --fuzz to add clang's libFuzzer runtime.
 set -euo pipefail
 
-packages=(cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libplist-utils)
+packages=(cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libplist-utils libicu-dev)
 if [[ "${1:-}" == "--fuzz" ]]; then packages+=(clang libclang-rt-dev); fi
 
 missing=()

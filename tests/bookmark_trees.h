@@ -1,0 +1,58 @@
+// Short ways to build bookmark trees for tests. Every node gets a distinct "WebBookmarkUUID",
+// as Safari's own nodes have, unless a test builds one without.
+#pragma once
+
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "bookmark_keys.h"
+#include "orvane.h"
+#include "test_support.h"
+
+namespace orvane::test {
+
+inline plist::Value withUUID(plist::Value node) {
+    static int next = 0;
+    node.asDictionary()->set(keys::WebBookmarkUUID, S("UUID-" + std::to_string(++next)));
+    return node;
+}
+
+inline plist::Value bookmark(std::string_view title, std::string_view url) {
+    return withUUID(D({{"WebBookmarkType", S("WebBookmarkTypeLeaf")}, {"URLString", S(url)}, {"URIDictionary", D({{"title", S(title)}})}}));
+}
+
+inline plist::Value folder(std::string_view title, std::initializer_list<plist::Value> children) {
+    return withUUID(D({{"WebBookmarkType", S("WebBookmarkTypeList")}, {"Title", S(title)}, {"Children", A(children)}}));
+}
+
+inline plist::Value proxy(std::string_view title) {
+    return withUUID(D({{"WebBookmarkType", S("WebBookmarkTypeProxy")}, {"Title", S(title)}}));
+}
+
+inline plist::Value hidden(plist::Value folderNode) {
+    folderNode.asDictionary()->set(keys::ShouldOmitFromUI, plist::Value::boolean(true));
+    return folderNode;
+}
+
+inline plist::Value bookmarksRoot(std::initializer_list<plist::Value> children) {
+    plist::Value root = folder("", children);
+    root.asDictionary()->set(keys::WebBookmarkFileVersion, I(1));
+    return root;
+}
+
+inline const plist::Array& childrenOf(const plist::Value& node) { return *node.asDictionary()->find(keys::Children)->asArray(); }
+
+// The titles of a folder's children, in order, as the engine reads them.
+inline std::vector<std::string> titlesIn(const plist::Value& node) {
+    Orvane engine;
+    std::vector<std::string> titles;
+    for (const plist::Value& child : childrenOf(node).items()) {
+        const plist::Value title = engine.titleFromBookmarkNode(child);
+        titles.emplace_back(title.isString() ? title.asString() : "<none>");
+    }
+    return titles;
+}
+
+}  // namespace orvane::test

@@ -1,0 +1,226 @@
+// The sort job on files: its codes, the backup, when it writes and when it does not, waiting for
+// Safari's lock and starting over when the file changes underneath it; and the restore.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <sys/stat.h>
+
+#include "bookmark_trees.h"
+#include "bookmarks_document.h"
+#include "plist/codec.h"
+
+namespace orvane {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace test;
+
+// One tree, so that every use has the same identities.
+const plist::Value& unsortedRoot() {
+    static const plist::Value root = bookmarksRoot({proxy("History"), folder("BookmarksBar", {bookmark("b", "https://b.example/"), bookmark("a", "https://a.example/")}),
+                          folder("BookmarksMenu", {bookmark("z", "https://z.example/"), bookmark("y", "https://y.example/")}),
+                          bookmark("Loose", "https://loose.example/")});
+    return root;
+}
+
+void writeTree(const fs::path& path, const plist::Value& root, bool xml = false) { writeFile(path, xml ? toXml(root) : toBinary(root)); }
+
+plist::Value readTree(const fs::path& path) {
+    plist::ReadResult r = plist::readPropertyList(readFile(path));
+    EXPECT_TRUE(r) << r.status.description();
+    return r.value;
+}
+
+timespec mtimeOf(const fs::path& path) {
+    struct stat st {};
+    EXPECT_EQ(::stat(path.c_str(), &st), 0);
+    return st.st_mtim;
+}
+
+// An engine for `dir`/Bookmarks.plist with the desktop application's settings, and no sleeping.
+struct Job {
+    explicit Job(const TempDir& dir) : file(dir / "Bookmarks.plist"), backup(dir / "Orvane" / "deeper" / "Initial Copy.plist") {
+        engine.setBookmarksFilename(file.string());
+        engine.setBackupFilename(backup.string());
+        engine.setArrangeFoldersAtTop(true);
+        engine.setRemoveDuplicates(true);
+        engine.setRenameSamenamed(true);
+        engine.setWriteBackupFile(true);
+        engine.setSleepFunction([this](std::chrono::milliseconds) { ++sleeps; });
+    }
+    fs::path file, backup;
+    Orvane engine;
+    int sleeps = 0;
+};
+
+TEST(SortJob, SortsOnceBacksUpOnceAndLeavesASortedFileAlone) {
+    TempDir dir;
+    Job job(dir);
+    writeTree(job.file, unsortedRoot(), /*xml=*/true);
+    ::chmod(job.file.c_str(), 0640);
+    const std::string original = toXml(unsortedRoot());
+
+    EXPECT_EQ(job.engine.sortBookmarks(), OVErrorSuccess);
+    // The backup holds the file as it was, with its permission bits, in a folder made for it.
+    const auto backup = readFile(job.backup);
+    EXPECT_EQ(std::string(backup.begin(), backup.end()), original);
+    EXPECT_EQ(fs::status(job.backup).permissions(), fs::status(job.file).permissions());
+    EXPECT_EQ(fs::status(job.file).permissions() & fs::perms::all, fs::perms(0640));
+
+    // Written back in binary, sorted, with a fresh identity for the root.
+    const auto written = readFile(job.file);
+    EXPECT_EQ(std::string(written.begin(), written.begin() + 8), "bplist00");
+    const plist::Value sorted = readTree(job.file);
+    EXPECT_EQ(titlesIn(sorted), (std::vector<std::string>{"History", "BookmarksBar", "BookmarksMenu", "Loose"}));
+    EXPECT_EQ(titlesIn(childrenOf(sorted)[2]), (std::vector<std::string>{"y", "z"}));
+    const std::string_view uuid = sorted.asDictionary()->find("WebBookmarkUUID")->asString();
+    EXPECT_EQ(uuid.size(), 36u);
+    EXPECT_NE(uuid, unsortedRoot().asDictionary()->find("WebBookmarkUUID")->asString());
+
+    // Sorted already: nothing is written, not even the file's date changes.
+    const timespec before = mtimeOf(job.file);
+    Job again(dir);
+    EXPECT_EQ(again.engine.sortBookmarks(), OVErrorSuccess);
+    const timespec after = mtimeOf(job.file);
+    EXPECT_EQ(before.tv_sec, after.tv_sec);
+    EXPECT_EQ(before.tv_nsec, after.tv_nsec);
+
+    // An existing backup is never replaced, however old.
+    writeTree(job.file, unsortedRoot());
+    Job third(dir);
+    EXPECT_EQ(third.engine.sortBookmarks(), OVErrorSuccess);
+    const auto kept = readFile(job.backup);
+    EXPECT_EQ(std::string(kept.begin(), kept.end()), original);
+}
+
+TEST(SortJob, CodesForFilesItCannotUse) {
+    TempDir dir;
+    Job job(dir);
+    EXPECT_EQ(job.engine.sortBookmarks(), OVErrorFileNotFound);
+
+    const struct {
+        std::string contents;
+        std::uint32_t code;
+    } cases[] = {
+        {"not a property list", OVErrorCannotRead},
+        {toXml(A({})), OVErrorNotBookmarksFile},
+        {toXml(D({{"WebBookmarkType", S("WebBookmarkTypeLeaf")}})), OVErrorNotBookmarksFile},
+        {toXml(D({{"WebBookmarkType", S("WebBookmarkTypeList")}, {"WebBookmarkFileVersion", I(2)}})), OVErrorUnknownVersion},
+        {toXml(bookmarksRoot({folder("BookmarksBar", {bookmark("b", "https://b.example/"), bookmark("a", "https://a.example/")})})),
+         kOVUnsupportedBookmarksFile},
+    };
+    for (const auto& c : cases) {
+        Job attempt(dir);
+        writeFile(attempt.file, c.contents);
+        EXPECT_EQ(attempt.engine.sortBookmarks(), c.code) << c.contents;
+        const auto after = readFile(attempt.file);
+        EXPECT_EQ(std::string(after.begin(), after.end()), c.contents);
+        EXPECT_FALSE(fs::exists(attempt.backup));
+    }
+
+    // A backup that cannot be made stops the job before the file is touched.
+    Job blocked(dir);
+    writeTree(blocked.file, unsortedRoot());
+    writeFile(dir / "plain file", "x");
+    blocked.engine.setBackupFilename((dir / "plain file" / "backup.plist").string());
+    EXPECT_EQ(blocked.engine.sortBookmarks(), OVErrorCannotWriteBackup);
+    EXPECT_EQ(toBinary(readTree(blocked.file)), toBinary(unsortedRoot()));
+}
+
+TEST(SortJob, WaitsWhileLockedAndStartsOverWhenTheFileChanges) {
+    TempDir dir;
+    {
+        // Locked throughout: ten pauses, then busy, and the file untouched.
+        Job job(dir);
+        writeTree(job.file, unsortedRoot());
+        writeFile(dir / "lock", "");
+        EXPECT_EQ(job.engine.sortBookmarks(), OVErrorFileBusy);
+        EXPECT_EQ(job.sleeps, 10);
+        EXPECT_EQ(toBinary(readTree(job.file)), toBinary(unsortedRoot()));
+        fs::remove(dir / "lock");
+    }
+    {
+        // Locked only after the first pass has read and sorted the unchanged file: that result
+        // is written.
+        Job job(dir);
+        writeTree(job.file, unsortedRoot());
+        job.engine.setPassObserver([&](int) { writeFile(dir / "lock", ""); });
+        EXPECT_EQ(job.engine.sortBookmarks(), OVErrorSuccess);
+        EXPECT_EQ(job.sleeps, 0);
+        EXPECT_EQ(titlesIn(childrenOf(readTree(job.file))[2]), (std::vector<std::string>{"y", "z"}));
+        fs::remove(dir / "lock");
+    }
+    {
+        // Changed by someone else during every pass: busy after ten passes.
+        Job job(dir);
+        writeTree(job.file, unsortedRoot());
+        int passes = 0;
+        job.engine.setPassObserver([&](int) {
+            ++passes;
+            fs::last_write_time(job.file, fs::last_write_time(job.file) + std::chrono::nanoseconds(1000));
+        });
+        EXPECT_EQ(job.engine.sortBookmarks(), OVErrorFileBusy);
+        EXPECT_EQ(passes, 10);
+    }
+    {
+        // Changed once, during the first pass: the second pass reads the new contents.
+        Job job(dir);
+        writeTree(job.file, unsortedRoot());
+        job.engine.setPassObserver([&](int pass) {
+            if (pass != 1) return;
+            writeTree(job.file, bookmarksRoot({folder("BookmarksBar", {}), folder("BookmarksMenu", {bookmark("2", "https://2.example/"), bookmark("1", "https://1.example/")})}));
+            fs::last_write_time(job.file, fs::last_write_time(job.file) + std::chrono::seconds(1));
+        });
+        EXPECT_EQ(job.engine.sortBookmarks(), OVErrorSuccess);
+        EXPECT_EQ(titlesIn(childrenOf(readTree(job.file))[1]), (std::vector<std::string>{"1", "2"}));
+    }
+}
+
+TEST(SortJob, RestorePutsTheBackupBackAndUsesItUp) {
+    TempDir dir;
+    Job job(dir);
+    EXPECT_EQ(job.engine.restoreBackedUpBookmarks(), OVErrorOutputFileNotFound);
+    writeFile(dir / "real.plist", "sorted");
+    fs::create_symlink("real.plist", job.file);
+    EXPECT_EQ(job.engine.restoreBackedUpBookmarks(), OVErrorFileNotFound);
+
+    fs::create_directories(job.backup.parent_path());
+    writeFile(job.backup, "initial");
+    EXPECT_EQ(job.engine.restoreBackedUpBookmarks(), OVErrorSuccess);
+    EXPECT_FALSE(fs::exists(job.backup));
+    EXPECT_TRUE(fs::is_symlink(job.file));  // the link stays; the file it names is replaced
+    const auto restored = readFile(dir / "real.plist");
+    EXPECT_EQ(std::string(restored.begin(), restored.end()), "initial");
+}
+
+TEST(SortJob, PathsAndDefaults) {
+    TempDir dir;
+    const char* oldHome = std::getenv("HOME");
+    const std::string savedHome = oldHome ? oldHome : "";
+    ::setenv("HOME", dir.path().c_str(), 1);
+    Orvane engine;
+    EXPECT_FALSE(engine.bookmarksFilename());  // the default file does not exist here
+    fs::create_directories(dir / "Library" / "Safari");
+    writeTree(dir / "Library" / "Safari" / "Bookmarks.plist", unsortedRoot());
+    EXPECT_EQ(*engine.bookmarksFilename(), dir / "Library" / "Safari" / "Bookmarks.plist");
+    EXPECT_EQ(*engine.backupFilename(), dir / "Library" / "Safari" / "Bookmarks.plist.bak");
+
+    // A leading "~" is the home folder; the backup path, once made, stays.
+    writeTree(dir / "other.plist", unsortedRoot());
+    EXPECT_EQ(engine.sortBookmarksInFileWithName("~/other.plist"), OVErrorSuccess);
+    EXPECT_EQ(*engine.bookmarksFilename(), dir / "other.plist");
+    EXPECT_EQ(*engine.backupFilename(), dir / "Library" / "Safari" / "Bookmarks.plist.bak");
+    if (oldHome)
+        ::setenv("HOME", savedHome.c_str(), 1);
+    else
+        ::unsetenv("HOME");
+
+    std::string error = "untouched";
+    engine.setBookmarksFilename((dir / "missing.plist").string());
+    engine.sortBookmarks(nullptr, "", error);
+    EXPECT_EQ(error, "Could not find the bookmark plist file.");
+}
+
+}  // namespace
+}  // namespace orvane
