@@ -42,6 +42,26 @@ private:
     bool kept_ = false;
 };
 
+// A regular file open for reading, closed when the scope ends.
+struct ReadableFile {
+    int fd = -1;
+    struct stat st {};
+    ReadableFile() = default;
+    ReadableFile(const ReadableFile&) = delete;
+    ReadableFile& operator=(const ReadableFile&) = delete;
+    ~ReadableFile() {
+        if (fd >= 0) ::close(fd);
+    }
+    // `verb` says what the caller does with it, for the error: "cannot copy x: not a regular file".
+    IoError open(const fs::path& path, const char* verb) {
+        fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        if (fd < 0) return errnoError("cannot open", path, errno);
+        if (::fstat(fd, &st) != 0) return errnoError("cannot read", path, errno);
+        if (!S_ISREG(st.st_mode)) return {EINVAL, std::string("cannot ") + verb + " " + path.string() + ": not a regular file"};
+        return {};
+    }
+};
+
 }  // namespace
 
 void DescriptorSink::write(const void* bytes, std::size_t n) {
@@ -58,15 +78,10 @@ void DescriptorSink::write(const void* bytes, std::size_t n) {
 }
 
 IoError readWholeFile(const fs::path& path, std::vector<std::uint8_t>& out) {
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return errnoError("cannot open", path, errno);
-    struct Closer {
-        int fd;
-        ~Closer() { ::close(fd); }
-    } closer{fd};
-    struct stat st;
-    if (::fstat(fd, &st) != 0) return errnoError("cannot read", path, errno);
-    if (!S_ISREG(st.st_mode)) return {EINVAL, "cannot read " + path.string() + ": not a regular file"};
+    ReadableFile file;
+    if (IoError error = file.open(path, "read"); !error.ok()) return error;
+    const int fd = file.fd;
+    const struct stat& st = file.st;
     // Read straight into the result; keep going past the size seen if the file grows meanwhile.
     out.resize(static_cast<std::size_t>(st.st_size) + 1);
     std::size_t used = 0;
@@ -141,15 +156,9 @@ IoError writeFileAtomically(const fs::path& path, const Producer& produce, std::
 }
 
 IoError copyFileAtomically(const fs::path& from, const fs::path& to) {
-    int fd = ::open(from.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return errnoError("cannot open", from, errno);
-    struct Closer {
-        int fd;
-        ~Closer() { ::close(fd); }
-    } closer{fd};
-    struct stat st;
-    if (::fstat(fd, &st) != 0) return errnoError("cannot read", from, errno);
-    if (!S_ISREG(st.st_mode)) return {EINVAL, "cannot copy " + from.string() + ": not a regular file"};
+    ReadableFile file;
+    if (IoError error = file.open(from, "copy"); !error.ok()) return error;
+    const int fd = file.fd;
     int readError = 0;
     IoError result = writeFileAtomically(
         to,
@@ -166,7 +175,7 @@ IoError copyFileAtomically(const fs::path& from, const fs::path& to) {
                 sink.write(buffer.data(), static_cast<std::size_t>(n));
             }
         },
-        st.st_mode & 07777);
+        file.st.st_mode & 07777);
     if (readError != 0) result.errnum = readError;
     return result;
 }
