@@ -46,6 +46,10 @@ plist::Value Orvane::sortedArrayFromBookmarkChildArray(const plist::Value& child
     const plist::Array* input = children.asArray();
     plist::Value sorted = plist::Value::array();
     if (!input) return sorted;
+    if (input->size() < 2) {  // nothing to compare, so no collation keys to make
+        sorted.asArray()->items() = input->items();
+        return sorted;
+    }
     // Kind first, then the title's sort key. Proxies always lead; with arrangeFoldersAtTop the
     // order of kinds is folder, bookmark, untyped. An untitled entry has the empty key and so
     // leads its kind, which keeps the order strict and weak.
