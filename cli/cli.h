@@ -1,10 +1,12 @@
-// Shared pieces of orvane-cli's commands: exit codes, error lines, reading the input file.
+// Shared pieces of orvane-cli's commands: exit codes, error lines, reading the input file,
+// showing a job's result.
 #pragma once
 
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "orvane.h"
 #include "plist/codec.h"
 
 namespace orvane::cli {
@@ -22,6 +24,8 @@ using Args = std::vector<std::string_view>;
 
 int runConvert(const Args& args);
 int runPrint(const Args& args);
+int runSort(const Args& args);
+int runRestore(const Args& args);
 
 // Prints "orvane-cli: <message>" to standard error, one line.
 void printError(std::string_view message);
@@ -29,6 +33,10 @@ void printError(std::string_view message);
 // Reads and parses a property list from a file, or from standard input for "-". On failure
 // prints why, naming the file, and answers a Null value.
 plist::ReadResult loadPropertyList(std::string_view path);
+
+// Prints a job's message: on standard output for 0, otherwise on standard error with one
+// "orvane-cli: " line per paragraph. Answers the code, which is also the exit status.
+int reportJobResult(std::uint32_t code, std::string_view message);
 
 // Writes UTF-8 text for a terminal: control characters and unpaired surrogates become U+FFFD.
 std::string printable(std::string_view text);

@@ -40,6 +40,20 @@ plist::ReadResult loadPropertyList(std::string_view path) {
     return result;
 }
 
+int reportJobResult(std::uint32_t code, std::string_view message) {
+    if (code == OVErrorSuccess) {
+        std::printf("%.*s\n", static_cast<int>(message.size()), message.data());
+        return static_cast<int>(code);
+    }
+    for (std::size_t start = 0;;) {
+        const std::size_t end = message.find("\n\n", start);
+        printError(message.substr(start, end - start));
+        if (end == std::string_view::npos) break;
+        start = end + 2;
+    }
+    return static_cast<int>(code);
+}
+
 std::string printable(std::string_view text) {
     std::string out;
     out.reserve(text.size());

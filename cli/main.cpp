@@ -9,6 +9,11 @@ const char* kUsage =
     "usage: orvane-cli COMMAND [OPTIONS] ...\n"
     "\n"
     "Commands:\n"
+    "  sort [OPTIONS] [FILE]\n"
+    "                 sort a bookmarks file (default ~/Library/Safari/Bookmarks.plist),\n"
+    "                 keeping a one-time backup; --dry-run shows what would change\n"
+    "  restore [--backup PATH] [FILE]\n"
+    "                 put the initial backup back in place of the bookmarks file\n"
     "  convert [--format binary|xml] [-o OUTPUT] FILE\n"
     "                 convert a property list (binary, XML or OpenStep) to binary or XML\n"
     "  print FILE     show a bookmarks file as an indented outline\n"
@@ -28,6 +33,8 @@ int main(int argc, char** argv) {
         std::fputs(kUsage, stdout);
         return ExitOk;
     }
+    if (command == "sort") return runSort(args);
+    if (command == "restore") return runRestore(args);
     if (command == "convert") return runConvert(args);
     if (command == "print") return runPrint(args);
     printError("unknown command '" + std::string(command) + "'; try 'orvane-cli --help'");

@@ -1,11 +1,24 @@
 #!/usr/bin/env bash
-# The main job: install what is missing, build, then convert the bundled sample bookmarks file
-# to binary in a scratch folder and print its tree.
+# The main job: install what is missing, build, then sort a copy of the bundled sample bookmarks
+# file in a scratch folder: its outline before, what a sort would do (dry run), the sort itself,
+# and the outline after.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 scripts/build.sh build
+cli=build/cli/orvane-cli
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
-build/cli/orvane-cli convert -o "$scratch/Bookmarks.plist" examples/Bookmarks.plist
-build/cli/orvane-cli print "$scratch/Bookmarks.plist"
+cp examples/Bookmarks.plist "$scratch/Bookmarks.plist"
+
+echo "== Before"
+"$cli" print "$scratch/Bookmarks.plist"
+echo
+echo "== Dry run"
+"$cli" sort --dry-run --backup "$scratch/backup.plist" "$scratch/Bookmarks.plist"
+echo
+echo "== Sort"
+"$cli" sort --backup "$scratch/backup.plist" "$scratch/Bookmarks.plist"
+echo
+echo "== After"
+"$cli" print "$scratch/Bookmarks.plist"

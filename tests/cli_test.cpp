@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <sys/stat.h>
 
+#include "bookmark_trees.h"
 #include "plist/codec.h"
 #include "test_support.h"
 
@@ -29,6 +31,65 @@ test::RunResult cli(std::vector<std::string> args, std::string_view input = {}) 
 }
 
 plist::Value parse(const std::string& bytes) { return plist::readPropertyList(test::bytesOf(bytes)).value; }
+
+std::string text(const fs::path& path) {
+    const auto bytes = test::readFile(path);
+    return std::string(bytes.begin(), bytes.end());
+}
+
+// Nanoseconds since the epoch.
+long long mtimeOf(const fs::path& path) {
+    struct stat st {};
+    EXPECT_EQ(::stat(path.c_str(), &st), 0) << path;
+    return st.st_mtim.tv_sec * 1'000'000'000LL + st.st_mtim.tv_nsec;
+}
+
+// A scratch home folder: HOME and XDG_DATA_HOME point into it, so that the default backup lands
+// here and never in the real home folder. With `xdgDataHome` false, XDG_DATA_HOME is empty and
+// the data folder falls back to ~/.local/share.
+struct Sandbox {
+    explicit Sandbox(bool xdgDataHome = true)
+        : env{"HOME=" + (dir / "home").string(), "XDG_DATA_HOME=" + (xdgDataHome ? (dir / "data").string() : "")},
+          initialBackup((xdgDataHome ? dir / "data" : dir / "home" / ".local" / "share") / "Orvane" / "Bookmarks (Initial Copy).plist") {}
+    test::RunResult cli(std::vector<std::string> args) const {
+        args.insert(args.begin(), test::cliPath());
+        return test::run(args, {}, env);
+    }
+    fs::path operator/(std::string_view name) const { return dir / name; }
+
+    test::TempDir dir;
+    std::vector<std::string> env;
+    fs::path initialBackup;
+};
+
+plist::Value untitledBookmark(std::string_view url) {
+    return test::withUUID(test::D({{"WebBookmarkType", test::S("WebBookmarkTypeLeaf")}, {"URLString", test::S(url)},
+                                   {"URIDictionary", plist::Value::dictionary()}}));
+}
+
+// Unsorted, with one of each thing a sort cleans up in the menu: a bookmark without an address,
+// an address found twice (the copy in "Zoo" is the one dropped), an empty folder, an untitled
+// bookmark and two bookmarks named "Weather" (the first becomes "Weather 2").
+const plist::Value& messyRoot() {
+    using namespace test;
+    static const plist::Value root = bookmarksRoot({
+        proxy("History"),
+        folder("BookmarksBar", {bookmark("Zebra", "https://zebra.example/"), bookmark("Apple", "https://apple.example/")}),
+        folder("BookmarksMenu", {bookmark("Weather", "https://weather.example/"), bookmark("Broken", ""),
+                                 folder("Zoo", {bookmark("Lion", "https://lion.example/"), bookmark("Tiger", "https://tiger.example/")}),
+                                 bookmark("Weather", "https://weather.example/week"), bookmark("Lion again", "https://lion.example/"),
+                                 folder("Empty", {}), untitledBookmark("https://untitled.example/")}),
+    });
+    return root;
+}
+
+// The titles in the Bookmarks Bar and the Bookmarks Menu of the file.
+std::pair<std::vector<std::string>, std::vector<std::string>> barAndMenu(const fs::path& path) {
+    const plist::Value root = plist::readPropertyList(test::readFile(path)).value;
+    Orvane engine;
+    return {test::titlesIn(engine.bookmarksBarDictionaryFromBookmarksFileRootNode(root)),
+            test::titlesIn(engine.bookmarksMenuDictionaryFromBookmarksFileRootNode(root))};
+}
 
 }  // namespace
 
@@ -85,6 +146,11 @@ TEST(Cli, FailuresExitWithTheirCodeAndOneLineNamingTheFile) {
         {{"convert", "--format", "json", good.string()}, 64, "json"},
         {{"convert", "--bogus", good.string()}, 64, "--bogus"},
         {{"print", good.string(), good.string()}, 64, "one FILE"},
+        {{"sort", "--bogus", good.string()}, 64, "--bogus"},
+        {{"sort", good.string(), good.string()}, 64, "one FILE"},
+        {{"sort", "--backup"}, 64, "--backup needs a PATH"},
+        {{"sort", "--no-backup", "--backup", good.string()}, 64, "cannot be combined"},
+        {{"restore", "--no-backup", good.string()}, 64, "--no-backup"},
         {{"convert", (dir / "missing.plist").string()}, 5, "missing.plist"},
         {{"print", garbage.string()}, 5, "garbage.plist: not a valid XML property list: line 1"},
         {{"print", array.string()}, 3, "array.plist: not a bookmarks file"},
@@ -101,9 +167,201 @@ TEST(Cli, FailuresExitWithTheirCodeAndOneLineNamingTheFile) {
     }
     EXPECT_FALSE(fs::exists(dir / "no"));
 
-    for (const char* command : {"convert", "print"}) {
+    for (const char* command : {"convert", "print", "sort", "restore"}) {
         auto r = cli({command, "--help"});
         EXPECT_EQ(r.exitCode, 0);
         EXPECT_NE(r.out.find(std::string("orvane-cli ") + command), std::string::npos);
     }
+}
+
+TEST(CliSort, SortsOnceKeepsTheFirstBackupAndLeavesASortedFileAlone) {
+    Sandbox box;
+    const fs::path file = box / "Bookmarks.plist";
+    const std::string original = test::toXml(messyRoot());
+    test::writeFile(file, original);
+
+    auto r = box.cli({"sort", file.string()});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_EQ(r.out, "The bookmarks file was opened, sorted and saved.\n");
+    EXPECT_EQ(text(box.initialBackup), original);
+    EXPECT_EQ(text(file).substr(0, 8), "bplist00");
+    // By default folders lead, duplicates go, same names are told apart and the bar keeps its order.
+    auto [bar, menu] = barAndMenu(file);
+    EXPECT_EQ(bar, (std::vector<std::string>{"Zebra", "Apple"}));
+    EXPECT_EQ(menu, (std::vector<std::string>{"Zoo", "https://untitled.example/", "Lion again", "Weather", "Weather 2"}));
+
+    const long long sortedAt = mtimeOf(file);
+    r = box.cli({"sort", file.string()});
+    EXPECT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_EQ(mtimeOf(file), sortedAt);
+
+    // Every option the other way round; the backup still holds the file as the first sort found it.
+    test::writeFile(file, test::toBinary(messyRoot()));
+    r = box.cli({"sort", "--sort-bookmarks-bar", "--no-folders-at-top", "--no-remove-duplicates", "--no-rename-samenamed", file.string()});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    std::tie(bar, menu) = barAndMenu(file);
+    EXPECT_EQ(bar, (std::vector<std::string>{"Apple", "Zebra"}));
+    EXPECT_EQ(menu, (std::vector<std::string>{"https://untitled.example/", "Lion again", "Weather", "Weather", "Zoo"}));
+    EXPECT_EQ(text(box.initialBackup), original);
+
+    // Without a backup nothing is copied, even when there is no backup yet.
+    fs::remove(box.initialBackup);
+    test::writeFile(file, original);
+    r = box.cli({"sort", "--no-backup", file.string()});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_NE(text(file), original);
+    EXPECT_FALSE(fs::exists(box.initialBackup));
+}
+
+TEST(CliSort, DryRunWritesNothingAndReportsWhatASortWouldDo) {
+    Sandbox box;
+    const fs::path file = box / "Bookmarks.plist";
+    const std::string original = test::toXml(messyRoot());
+    test::writeFile(file, original);
+
+    auto r = box.cli({"sort", "--dry-run", file.string()});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_EQ(text(file), original);
+    EXPECT_FALSE(fs::exists(box.initialBackup));
+    for (const std::string& expected : std::vector<std::string>{"broken bookmarks removed: 1\n", "duplicates removed: 1\n", "empty folders removed: 1\n",
+                                       "folders reordered: 1\n", "entries renamed: 2\n", "(untitled) \u2192 \u201Chttps://untitled.example/\u201D\n",
+                                       "\u201CWeather\u201D \u2192 \u201CWeather 2\u201D\n",
+                                       "file written: yes, after copying it to the initial backup \u201C" + box.initialBackup.string()})
+        EXPECT_NE(r.out.find(expected), std::string::npos) << expected << " not in:\n" << r.out;
+
+    r = box.cli({"sort", "-n", "--no-remove-duplicates", "--no-rename-samenamed", "--sort-bookmarks-bar", "--no-backup", file.string()});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    for (const char* expected : {"duplicates removed: 0\n", "folders reordered: 2\n", "entries renamed: 1\n", "file written: yes, without a backup\n"})
+        EXPECT_NE(r.out.find(expected), std::string::npos) << expected << " not in:\n" << r.out;
+
+    ASSERT_EQ(box.cli({"sort", file.string()}).exitCode, 0);
+    r = box.cli({"sort", "--dry-run", file.string()});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_NE(r.out.find("folders reordered: 0\n"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("file written: no"), std::string::npos) << r.out;
+}
+
+TEST(CliSort, FailuresExitWithTheJobsCodeAndLeaveTheFileAsItWas) {
+    Sandbox box;
+    using namespace test;
+    const std::string noMenu = toXml(bookmarksRoot({folder("BookmarksBar", {bookmark("b", "https://b.example/"), bookmark("a", "https://a.example/")})}));
+    const std::string newer = toXml(D({{"WebBookmarkType", S("WebBookmarkTypeList")}, {"WebBookmarkFileVersion", I(2)}, {"Children", A({})}}));
+    struct Case {
+        std::string name, contents;
+        std::vector<std::string> options;
+        int exitCode;
+        std::string mention;
+    } cases[] = {
+        {"missing.plist", "", {}, 1, "The bookmarks file \u201C" + (box / "missing.plist").string() + "\u201D could not be located."},
+        {"missing.plist", "", {"--dry-run"}, 1, "missing.plist\u201D could not be located."},
+        {"array.plist", "(a, b)", {}, 3, "array.plist\u201D is not a bookmarks file."},
+        {"newer.plist", newer, {"-n"}, 4, "newer.plist\u201D is a bookmarks file, but the version is too advanced."},
+        {"garbage.plist", "<plist><dict><key>a</key></dict></plist>", {}, 5,
+         "could not be read. Please verify that you have read and write access to the file.\norvane-cli: " + (box / "garbage.plist").string() +
+             ": not a valid XML property list: line 1"},
+        {"nomenu.plist", noMenu, {}, 70, "orvane-cli: The bookmarks file has no Bookmarks Bar or Bookmarks Menu; it was left unchanged.\n"},
+        {"nomenu.plist", noMenu, {"--dry-run"}, 70, "has no Bookmarks Bar or Bookmarks Menu"},
+        {"backup.plist", toXml(messyRoot()), {"--backup", (box / "backup.plist" / "under-a-file.plist").string()}, 7,
+         "A backup for the bookmarks file \u201C" + (box / "backup.plist").string() + "\u201D could not be created."},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name + (c.options.empty() ? "" : " " + c.options[0]));
+        const fs::path file = box / c.name;
+        if (c.exitCode != 1) writeFile(file, c.contents);
+        std::vector<std::string> args{"sort"};
+        args.insert(args.end(), c.options.begin(), c.options.end());
+        args.push_back(file.string());
+        const auto r = box.cli(args);
+        EXPECT_EQ(r.exitCode, c.exitCode) << r.err;
+        EXPECT_EQ(r.out, "");
+        EXPECT_NE(r.err.find(c.mention), std::string::npos) << r.err;
+        if (c.exitCode != 1) {
+            EXPECT_EQ(text(file), c.contents);
+        }
+        EXPECT_FALSE(fs::exists(box.initialBackup));
+    }
+
+    // Safari's lock beside the file: the job waits its ten passes (about 3 s), then gives up.
+    const fs::path file = box / "locked" / "Bookmarks.plist";
+    fs::create_directories(box / "locked" / "lock");
+    writeFile(file, toXml(messyRoot()));
+    const auto r = box.cli({"sort", file.string()});
+    EXPECT_EQ(r.exitCode, 8);
+    EXPECT_EQ(r.err, "orvane-cli: Safari is currently using the bookmarks file, please wait a while before sorting.\n"
+                     "orvane-cli: Safari's \u201Clock\u201D item is at \u201C" + (box / "locked" / "lock").string() + "\u201D\n");
+    EXPECT_EQ(text(file), toXml(messyRoot()));
+}
+
+TEST(CliRestore, PutsTheBackupBackAndConsumesIt) {
+    Sandbox box(/*xdgDataHome=*/false);
+    const fs::path file = box / "Bookmarks.plist";
+    const std::string original = test::toXml(messyRoot());
+    test::writeFile(file, original);
+    ASSERT_EQ(box.cli({"sort", file.string()}).exitCode, 0);
+    ASSERT_TRUE(fs::exists(box.initialBackup));
+
+    auto r = box.cli({"restore", file.string()});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_EQ(r.out, "The initial backup of your bookmarks have now been restored.\n");
+    EXPECT_EQ(text(file), original);
+    EXPECT_FALSE(fs::exists(box.initialBackup));
+
+    r = box.cli({"restore", file.string()});
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_NE(r.err.find("\u201C" + box.initialBackup.string() + "\u201D could not be located"), std::string::npos) << r.err;
+    EXPECT_EQ(text(file), original);
+
+    test::writeFile(box / "other.plist", "backup");
+    r = box.cli({"restore", "--backup", (box / "other.plist").string(), (box / "missing.plist").string()});
+    EXPECT_EQ(r.exitCode, 2);
+    EXPECT_NE(r.err.find("no bookmarks file at \u201C" + (box / "missing.plist").string()), std::string::npos) << r.err;
+    EXPECT_TRUE(fs::exists(box / "other.plist"));
+}
+
+// Files with both special folders are sorted into a file plistlib reads, and a second sort leaves
+// them alone; files without a Bookmarks Menu are refused and left byte for byte as they were.
+TEST(CliSort, SortsEveryRealFileOrLeavesItUntouched) {
+    if (test::python3().empty()) GTEST_SKIP() << "no python3 to run plistlib";
+    Sandbox box;
+    const fs::path countLeaves = box / "count_leaves.py";
+    test::writeFile(countLeaves, R"(import plistlib, sys
+def leaves(node):
+    if node.get("WebBookmarkType") == "WebBookmarkTypeLeaf":
+        return 1
+    return sum(leaves(child) for child in node.get("Children", []))
+with open(sys.argv[1], "rb") as f:
+    print(leaves(plistlib.load(f)))
+)");
+    int sorted = 0, refused = 0;
+    for (const fs::path& real : test::realBookmarkFiles()) {
+        SCOPED_TRACE(real.filename().string());
+        const fs::path file = box / real.filename().string();
+        fs::copy_file(real, file);
+        const std::string original = text(file);
+        Orvane engine;
+        const plist::Value loaded = parse(original);
+        const bool supported = !engine.bookmarksBarDictionaryFromBookmarksFileRootNode(loaded).isNull() &&
+                               !engine.bookmarksMenuDictionaryFromBookmarksFileRootNode(loaded).isNull();
+        const fs::path backup = box / (real.filename().string() + ".backup");
+        auto r = box.cli({"sort", "--backup", backup.string(), file.string()});
+        if (!supported) {
+            ++refused;
+            EXPECT_EQ(r.exitCode, 70) << r.err;
+            EXPECT_EQ(text(file), original);
+            EXPECT_FALSE(fs::exists(backup));
+            continue;
+        }
+        ++sorted;
+        ASSERT_EQ(r.exitCode, 0) << r.err;
+        const auto py = test::run({test::python3(), countLeaves.string(), file.string()});
+        ASSERT_EQ(py.exitCode, 0) << py.err;
+        EXPECT_EQ(py.out, std::to_string(engine.numberOfBookmarksInDictionary(parse(text(file)))) + "\n");
+
+        const long long sortedAt = mtimeOf(file);
+        r = box.cli({"sort", "--backup", backup.string(), file.string()});
+        EXPECT_EQ(r.exitCode, 0) << r.err;
+        EXPECT_EQ(mtimeOf(file), sortedAt);
+    }
+    EXPECT_GT(sorted, 0);
+    EXPECT_GT(refused, 0);
 }

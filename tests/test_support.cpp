@@ -54,19 +54,31 @@ TempDir::~TempDir() {
     fs::remove_all(path_, ignored);
 }
 
-RunResult run(const std::vector<std::string>& argv, std::string_view input) {
+RunResult run(const std::vector<std::string>& argv, std::string_view input, const std::vector<std::string>& env) {
     TempDir scratch;
     const fs::path in = scratch / "stdin", out = scratch / "stdout", err = scratch / "stderr";
     writeFile(in, input);
+    // Built before fork, so that the child does no more than redirect and exec.
+    std::vector<std::string> environment;
+    auto overridden = [&](std::string_view entry) {
+        const std::string_view name = entry.substr(0, entry.find('='));
+        return std::any_of(env.begin(), env.end(), [&](const std::string& e) { return e.substr(0, e.find('=')) == name; });
+    };
+    for (char** e = environ; *e; ++e)
+        if (!overridden(*e)) environment.emplace_back(*e);
+    environment.insert(environment.end(), env.begin(), env.end());
+    std::vector<char*> envp;
+    for (auto& e : environment) envp.push_back(e.data());
+    envp.push_back(nullptr);
+    std::vector<char*> args;
+    for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+    args.push_back(nullptr);
     pid_t pid = ::fork();
     if (pid == 0) {
         if (!std::freopen(in.c_str(), "rb", stdin) || !std::freopen(out.c_str(), "wb", stdout) ||
             !std::freopen(err.c_str(), "wb", stderr))
             std::_Exit(127);
-        std::vector<char*> args;
-        for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-        args.push_back(nullptr);
-        ::execv(args[0], args.data());
+        ::execve(args[0], args.data(), envp.data());
         std::_Exit(127);
     }
     int status = 0;
