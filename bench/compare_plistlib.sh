@@ -12,6 +12,7 @@
 set -euo pipefail
 
 here=$(cd "$(dirname "$0")" && pwd)
+source "$here/compare_common.sh"
 build=${1:-build}
 count=${2:-100000}
 runs=${ORVANE_BENCH_RUNS:-5}
@@ -26,11 +27,7 @@ if [[ ! -x "$tool" ]]; then
     echo "no $tool: build it first (cmake --build $build --target plist_peak_memory)" >&2
     exit 1
 fi
-if [[ ! -f "$data" ]]; then
-    echo "making $data ($count bookmarks)..." >&2
-    "$python" "$here/make_bookmarks.py" "$count" "$data.partial" --seed 1
-    mv "$data.partial" "$data"
-fi
+make_data "$data" "$count"
 
 # Prints "seconds cpu_seconds peak_kib baseline_kib" for one plistlib run.
 python_job='
@@ -55,16 +52,7 @@ print(seconds, cpu_seconds, resource.getrusage(resource.RUSAGE_SELF).ru_maxrss, 
 
 # Prints "seconds cpu_seconds peak_kib baseline_kib" for one run of ours.
 ours_job() {
-    "$tool" "$data" "$out_ours" | awk -F': ' '
-        $1 == "seconds" { s = $2 } $1 == "cpu_seconds" { c = $2 }
-        $1 == "peak_rss_kib" { p = $2 } $1 == "baseline_rss_kib" { b = $2 }
-        END { print s, c, p, b }'
-}
-
-# Reads "seconds cpu peak baseline" lines; prints the best times and the largest peak and baseline.
-best_of() {
-    awk 'NR == 1 || $1 < s { s = $1 } NR == 1 || $2 < c { c = $2 } $3 > p { p = $3 } $4 > b { b = $4 }
-         END { print s, c, p, b }'
+    "$tool" "$data" "$out_ours" | probe_fields
 }
 
 size=$(stat -c %s "$data")
@@ -74,8 +62,8 @@ results=$(for ((i = 0; i < runs; i++)); do
     echo "py $("$python" -c "$python_job" "$data" "$out_python")"
     echo "our $(ours_job)"
 done)
-read -r py_s py_cpu py_peak py_base < <(grep '^py ' <<<"$results" | cut -d' ' -f2- | best_of)
-read -r our_s our_cpu our_peak our_base < <(grep '^our ' <<<"$results" | cut -d' ' -f2- | best_of)
+py_best=$(grep '^py ' <<<"$results" | cut -d' ' -f2- | best_of)
+our_best=$(grep '^our ' <<<"$results" | cut -d' ' -f2- | best_of)
 
 # Both outputs must hold the same tree, or the comparison means nothing.
 "$python" -c '
@@ -83,15 +71,4 @@ import plistlib, sys
 a, b = (plistlib.load(open(p, "rb")) for p in sys.argv[1:])
 sys.exit(0 if a == b else "the two outputs differ")' "$out_python" "$out_ours"
 
-awk -v size="$size" -v ps="$py_s" -v pc="$py_cpu" -v pp="$py_peak" -v pb="$py_base" \
-    -v os="$our_s" -v oc="$our_cpu" -v op="$our_peak" -v ob="$our_base" '
-function row(tool, s, c, peak, base, speedup, cpuSpeedup) {
-    printf "%-9s %9.4f %9.4f %13.1f %10.2f %17.2f %9.1fx %9.1fx\n", tool, s, c, peak / 1024, peak * 1024 / size,
-        (peak - base) * 1024 / size, speedup, cpuSpeedup
-}
-BEGIN {
-    printf "%-9s %9s %9s %13s %10s %17s %10s %10s\n", "tool", "seconds", "cpu s", "peak RSS MiB", "peak/file",
-        "(peak-base)/file", "speed-up", "cpu s-up"
-    row("plistlib", ps, pc, pp, pb, 1, 1)
-    row("orvane", os, oc, op, ob, ps / os, pc / oc)
-}'
+printf 'plistlib %s\norvane %s\n' "$py_best" "$our_best" | print_table "$size"

@@ -1,11 +1,17 @@
-// Speed of reading and writing a large bookmarks file, in binary and in XML.
+// Speed of reading and writing a large bookmarks file, in binary and in XML, and of the whole
+// sort job on it.
 //
-// The file holds 100,000 bookmarks. The first run makes it with bench/make_bookmarks.py (seed 1)
-// as bookmarks-100000.plist in the build's bench folder; later runs reuse it. To measure another
-// file instead, name it in the environment: ORVANE_BENCH_FILE=/path/to/Bookmarks.plist.
-// BM_ReadWriteFile writes its copy to the build's bench folder, as <file name>.copy.
+// The file holds 100,000 bookmarks, or as many as ORVANE_BENCH_BOOKMARKS says. The first run makes
+// it with bench/make_bookmarks.py (seed 1) as bookmarks-<count>.plist in the build's bench
+// folder; later runs reuse it. To measure another file instead, name it in the environment:
+// ORVANE_BENCH_FILE=/path/to/Bookmarks.plist. BM_ReadWriteFile writes its copy to the build's
+// bench folder, as <file name>.copy; the sort jobs work on <file name>.sort-job and
+// <file name>.in-order there, never on the file itself.
 #include <benchmark/benchmark.h>
 
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -13,6 +19,7 @@
 #include <vector>
 
 #include "atomic_file.h"
+#include "orvane.h"
 #include "plist/codec.h"
 
 namespace {
@@ -20,13 +27,14 @@ namespace {
 namespace fs = std::filesystem;
 using orvane::plist::Value;
 
-constexpr int kBookmarks = 100000;
+constexpr long kDefaultBookmarks = 100000;
 
 struct Inputs {
     fs::path file;
     std::vector<std::uint8_t> binary;
     std::vector<std::uint8_t> xml;  // the same tree in XML; empty when it could not be written
     Value tree;
+    std::size_t bookmarks = 0;  // leaves in the tree, for the sort job's rate
 };
 
 Inputs& inputs() {
@@ -42,11 +50,11 @@ std::string shellQuoted(const std::string& s) {
 
 // Runs the generator into a temporary name first, so an interrupted run leaves no partial file
 // that later runs would take for the real one.
-bool generate(const fs::path& file) {
+bool generate(const fs::path& file, long bookmarks) {
     const fs::path partial = file.string() + ".partial";
     const std::string command = shellQuoted(ORVANE_BENCH_PYTHON3) + " " + shellQuoted(ORVANE_BENCH_GENERATOR) + " " +
-                                std::to_string(kBookmarks) + " " + shellQuoted(partial.string()) + " --seed 1";
-    std::fprintf(stderr, "making %s (%d bookmarks)...\n", file.c_str(), kBookmarks);
+                                std::to_string(bookmarks) + " " + shellQuoted(partial.string()) + " --seed 1";
+    std::fprintf(stderr, "making %s (%ld bookmarks)...\n", file.c_str(), bookmarks);
     if (std::system(command.c_str()) != 0) {
         std::fprintf(stderr, "failed: %s\n", command.c_str());
         return false;
@@ -56,13 +64,28 @@ bool generate(const fs::path& file) {
     return !ec;
 }
 
+// The size of the generated file: ORVANE_BENCH_BOOKMARKS when it is a positive number; 0 when
+// it is set to something else.
+long bookmarkCount() {
+    const char* wanted = std::getenv("ORVANE_BENCH_BOOKMARKS");
+    if (!wanted || !*wanted) return kDefaultBookmarks;
+    char* end = nullptr;
+    const long count = std::strtol(wanted, &end, 10);
+    return *end == '\0' && count > 0 ? count : 0;
+}
+
 bool prepare() {
     Inputs& in = inputs();
     if (const char* named = std::getenv("ORVANE_BENCH_FILE"); named && *named) {
         in.file = named;
     } else {
-        in.file = fs::path(ORVANE_BENCH_DATA_DIR) / ("bookmarks-" + std::to_string(kBookmarks) + ".plist");
-        if (!fs::exists(in.file) && !generate(in.file)) return false;
+        const long count = bookmarkCount();
+        if (count == 0) {
+            std::fprintf(stderr, "ORVANE_BENCH_BOOKMARKS must be a positive number\n");
+            return false;
+        }
+        in.file = fs::path(ORVANE_BENCH_DATA_DIR) / ("bookmarks-" + std::to_string(count) + ".plist");
+        if (!fs::exists(in.file) && !generate(in.file, count)) return false;
     }
     if (auto error = orvane::readWholeFile(in.file, in.binary); !error.ok()) {
         std::fprintf(stderr, "%s\n", error.message.c_str());
@@ -74,6 +97,7 @@ bool prepare() {
         return false;
     }
     in.tree = std::move(read.value);
+    in.bookmarks = orvane::Orvane().numberOfBookmarksInDictionary(in.tree);
     if (read.format != orvane::plist::Format::Binary) {
         // A file given in another format: measure binary on its binary form.
         orvane::plist::StringSink sink;
@@ -88,7 +112,8 @@ bool prepare() {
         in.xml.assign(xml.out.begin(), xml.out.end());
     else
         std::fprintf(stderr, "cannot write the XML form, so the XML benchmarks are skipped: %s\n", error.c_str());
-    std::fprintf(stderr, "%s: %zu bytes binary, %zu bytes XML\n", in.file.c_str(), in.binary.size(), in.xml.size());
+    std::fprintf(stderr, "%s: %zu bookmarks, %zu bytes binary, %zu bytes XML\n", in.file.c_str(), in.bookmarks, in.binary.size(),
+                 in.xml.size());
     return true;
 }
 
@@ -173,11 +198,105 @@ void BM_ReadWriteFile(benchmark::State& state) {
     reportSize(state, static_cast<std::size_t>(size));
 }
 
+// --- The sort job -------------------------------------------------------------------------------
+
+// The options of a full sort; no backup, so that every run does the same work.
+std::uint32_t runSortJob(const fs::path& file) {
+    orvane::Orvane engine;
+    engine.setArrangeFoldersAtTop(true);
+    engine.setRemoveDuplicates(true);
+    engine.setRenameSamenamed(true);
+    engine.setWriteBackupFile(false);
+    return engine.sortBookmarksInFileWithName(file.string());
+}
+
+// The job replaces the file by renaming a new one over it: a new inode number means it wrote.
+ino_t inodeOf(const fs::path& path) {
+    struct stat st;
+    return ::stat(path.c_str(), &st) == 0 ? st.st_ino : 0;
+}
+
+fs::path workFile(const char* suffix) {
+    return fs::path(ORVANE_BENCH_DATA_DIR) / (inputs().file.filename().string() + suffix);
+}
+
+bool copyInput(const fs::path& to, benchmark::State& state) {
+    std::error_code ec;
+    fs::copy_file(inputs().file, to, fs::copy_options::overwrite_existing, ec);
+    if (ec) state.SkipWithError(("cannot copy the input to " + to.string() + ": " + ec.message()).c_str());
+    return !ec;
+}
+
+// Sized by the file the job reads, which may be XML when ORVANE_BENCH_FILE names one.
+void reportJob(benchmark::State& state) {
+    std::error_code ec;
+    const std::uintmax_t bytes = fs::file_size(inputs().file, ec);
+    reportSize(state, ec ? 0 : static_cast<std::size_t>(bytes));
+    state.counters["bookmarks"] = static_cast<double>(inputs().bookmarks);
+    state.counters["bookmarks_per_second"] =
+        benchmark::Counter(static_cast<double>(inputs().bookmarks), benchmark::Counter::kIsIterationInvariantRate);
+}
+
+// What a user waits for when the file needs sorting: load, validate, sort, change test and the
+// atomic write, each run on a fresh unsorted copy (made with the clock stopped).
+void BM_SortJob(benchmark::State& state) {
+    const fs::path work = workFile(".sort-job");
+    for (auto _ : state) {
+        state.PauseTiming();
+        if (!copyInput(work, state)) break;
+        const ino_t before = inodeOf(work);
+        state.ResumeTiming();
+        const std::uint32_t code = runSortJob(work);
+        state.PauseTiming();
+        if (code != orvane::OVErrorSuccess) {
+            state.SkipWithError(("the sort job failed: " + orvane::Orvane::stringFromOVError(code, work.string())).c_str());
+            break;
+        }
+        // An input already in order would measure the cheaper job below under this name.
+        if (inodeOf(work) == before) {
+            state.SkipWithError("the sort job wrote nothing: the input is already in order");
+            break;
+        }
+        state.ResumeTiming();
+    }
+    reportJob(state);
+}
+
+// The job on a file that is already in order, as the automatic mode meets it after every change
+// Safari makes: load, validate, sort and the change test, but no write.
+void BM_SortJobInOrder(benchmark::State& state) {
+    const fs::path work = workFile(".in-order");
+    if (!copyInput(work, state)) return;
+    if (const std::uint32_t code = runSortJob(work); code != orvane::OVErrorSuccess) {
+        state.SkipWithError(("cannot sort the copy: " + orvane::Orvane::stringFromOVError(code, work.string())).c_str());
+        return;
+    }
+    const ino_t sorted = inodeOf(work);
+    for (auto _ : state) {
+        const std::uint32_t code = runSortJob(work);
+        if (code != orvane::OVErrorSuccess) {
+            state.SkipWithError(("the sort job failed: " + orvane::Orvane::stringFromOVError(code, work.string())).c_str());
+            break;
+        }
+        if (inodeOf(work) != sorted) {
+            state.SkipWithError("a sorted file was written again: sorting is not stable across runs");
+            break;
+        }
+    }
+    reportJob(state);
+}
+
 BENCHMARK(BM_ReadBinary)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_WriteBinary)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ReadWriteFile)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_ReadXml)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_WriteXml)->Unit(benchmark::kMillisecond);
+// With --benchmark_repetitions=N the sort jobs also report their best run, the figure least
+// disturbed by other work on a shared machine. In that row each counter is its own minimum too,
+// so the rates there are the slowest run's: read the time.
+double fastest(const std::vector<double>& runs) { return runs.empty() ? 0.0 : *std::min_element(runs.begin(), runs.end()); }
+BENCHMARK(BM_SortJob)->Unit(benchmark::kMillisecond)->UseRealTime()->ComputeStatistics("min", fastest);
+BENCHMARK(BM_SortJobInOrder)->Unit(benchmark::kMillisecond)->UseRealTime()->ComputeStatistics("min", fastest);
 
 }  // namespace
 

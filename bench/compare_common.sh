@@ -1,0 +1,41 @@
+# Helpers shared by bench/compare_plistlib.sh and bench/compare_sort.sh; sourced, not run.
+
+# make_data FILE COUNT: makes the generated bookmarks file of COUNT bookmarks (seed 1) unless it
+# is there; through a temporary name, so an interrupted run leaves nothing that looks finished.
+make_data() {
+    local data=$1 count=$2
+    [[ -f "$data" ]] && return 0
+    echo "making $data ($count bookmarks)..." >&2
+    "$python" "$here/make_bookmarks.py" "$count" "$data.partial" --seed 1
+    mv "$data.partial" "$data"
+}
+
+# Reads the "name: value" lines of plist_peak_memory or sort_plistlib.py; prints
+# "seconds cpu_seconds peak_kib baseline_kib".
+probe_fields() {
+    awk -F': ' '
+        $1 == "seconds" { s = $2 } $1 == "cpu_seconds" { c = $2 }
+        $1 == "peak_rss_kib" { p = $2 } $1 == "baseline_rss_kib" { b = $2 }
+        END { if (s == "" || p == "") exit 1; print s, c, p, b }'
+}
+
+# Reads "seconds cpu peak baseline" lines; prints the best times and the largest peak and baseline.
+best_of() {
+    awk 'NR == 1 || $1 < s { s = $1 } NR == 1 || $2 < c { c = $2 } $3 > p { p = $3 } $4 > b { b = $4 }
+         END { print s, c, p, b }'
+}
+
+# print_table FILE_BYTES: reads "tool seconds cpu peak baseline" lines, the first being the one the
+# others are measured against, and prints them as a table with the speed-ups.
+print_table() {
+    awk -v size="$1" '
+    NR == 1 {
+        printf "%-9s %9s %9s %13s %10s %17s %10s %10s\n", "tool", "wall s", "cpu s", "peak RSS MiB", "peak/file",
+            "(peak-base)/file", "speed-up", "cpu s-up"
+        rs = $2; rc = $3
+    }
+    {
+        printf "%-9s %9.4f %9.4f %13.1f %10.2f %17.2f %9.1fx %9.1fx\n", $1, $2, $3, $4 / 1024, $4 * 1024 / size,
+            ($4 - $5) * 1024 / size, rs / $2, rc / $3
+    }'
+}
