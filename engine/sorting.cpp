@@ -31,7 +31,7 @@ plist::Array* childrenOf(const plist::Value& node) {
     return children ? children->asArray() : nullptr;
 }
 
-bool sameIdentities(const std::vector<plist::Value>& a, const std::vector<plist::Value>& b) {
+bool sameIdentities(std::span<const plist::Value> a, std::span<const plist::Value> b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const plist::Value& x, const plist::Value& y) { return x.isSameObject(y); });
 }
 
@@ -47,7 +47,7 @@ plist::Value Orvane::sortedArrayFromBookmarkChildArray(const plist::Value& child
     plist::Value sorted = plist::Value::array();
     if (!input) return sorted;
     if (input->size() < 2) {  // nothing to compare, so no collation keys to make
-        sorted.asArray()->items() = input->items();
+        sorted.asArray()->assign(input->items());
         return sorted;
     }
     // Kind first, then the title's sort key. Proxies always lead; with arrangeFoldersAtTop the

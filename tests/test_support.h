@@ -59,8 +59,8 @@ std::string cliPath();
 inline plist::Value S(std::string_view s) { return plist::Value::string(s); }
 inline plist::Value I(std::int64_t i) { return plist::Value::integer(i); }
 inline plist::Value A(std::initializer_list<plist::Value> items) {
-    plist::Value v = plist::Value::array();
-    v.asArray()->items().assign(items);
+    plist::Value v = plist::Value::array(items.size());
+    v.asArray()->assign({items.begin(), items.size()});
     return v;
 }
 inline plist::Value D(std::initializer_list<std::pair<std::string_view, plist::Value>> entries) {

@@ -2,6 +2,8 @@
 
 #include <cmath>
 #include <limits>
+#include <string>
+#include <vector>
 
 #include "plist/utf.h"
 #include "plist/value.h"
@@ -55,6 +57,69 @@ TEST(Value, EqualityIsByTypeAndExactValue) {
     EXPECT_TRUE(a == b);
     b.asDictionary()->find("y")->asArray()->append(Value());
     EXPECT_FALSE(a == b);
+}
+
+TEST(Value, ScalarsKeepTheirValueWhetherHeldInPlaceOrBoxed) {
+    // Integers beyond 61 bits, UIDs beyond 32 bits, reals and dates live in boxes on the heap.
+    for (std::int64_t i : {std::int64_t{0}, std::int64_t{-1}, (std::int64_t{1} << 60) - 1, std::int64_t{1} << 60, -(std::int64_t{1} << 60),
+                           -(std::int64_t{1} << 60) - 1, std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::max()}) {
+        const Value v = Value::integer(i);
+        EXPECT_EQ(v.type(), orvane::plist::Type::Integer) << i;
+        EXPECT_EQ(v.asInt64(), i);
+        EXPECT_FALSE(v.isBigUnsigned()) << i;
+        EXPECT_TRUE(v == Value::integer(i)) << i;
+        EXPECT_FALSE(v == Value::integer(i ^ 1)) << i;
+    }
+    for (std::uint64_t u : {std::uint64_t{0}, std::uint64_t{UINT32_MAX}, std::uint64_t{UINT32_MAX} + 1, std::numeric_limits<std::uint64_t>::max()}) {
+        const Value v = Value::uid(u);
+        EXPECT_EQ(v.type(), orvane::plist::Type::Uid) << u;
+        EXPECT_EQ(v.asUid(), u);
+        EXPECT_EQ(v.asInt64(), 0);
+        EXPECT_TRUE(v.isSameObject(Value::uid(u))) << u;
+    }
+    EXPECT_EQ(Value::date(-0.5).asDate(), -0.5);
+    EXPECT_EQ(Value::date(-0.5).asReal(), 0.0);
+    EXPECT_TRUE(Value::boolean(true).asBool());
+    EXPECT_FALSE(Value::boolean(false).asBool());
+    EXPECT_FALSE(Value::uid(0x10).asBool());
+
+    // Assigning a value to itself keeps it, boxed or not.
+    Value d = Value::date(7.0), s = Value::string("kept");
+    Value& dRef = d;
+    Value& sRef = s;
+    d = dRef;
+    s = sRef;
+    EXPECT_EQ(d.asDate(), 7.0);
+    EXPECT_EQ(s.asString(), "kept");
+}
+
+// Values made in an arena outlive it, and its chunks go back to the heap only with their last
+// object (the sanitizer build would report a use after free or a leak otherwise).
+TEST(Value, ArenaValuesOutliveTheArenaAndGrowOutOfTheirPlace) {
+    std::vector<Value> kept;
+    Value list;
+    {
+        orvane::plist::Arena arena;
+        list = Value::array(2, &arena);
+        for (int i = 0; i < 20000; ++i) {
+            Value s = Value::string("bookmark title number " + std::to_string(i), &arena);
+            if (i % 3 == 0) kept.push_back(s);
+        }
+        list.asArray()->append(Value::string("first", &arena));
+        list.asArray()->append(Value::dictionary(1, &arena));
+    }
+    // Past the room it was made with, the array moves its elements to the heap.
+    for (int i = 0; i < 100; ++i) list.asArray()->insert(1, Value::integer(i));
+    ASSERT_EQ(list.asArray()->size(), 102u);
+    EXPECT_EQ((*list.asArray())[0].asString(), "first");
+    EXPECT_EQ((*list.asArray())[1].asInt64(), 99);
+    EXPECT_TRUE((*list.asArray())[101].isDictionary());
+    list.asArray()->removeAt(0);
+    EXPECT_EQ((*list.asArray())[0].asInt64(), 99);
+    EXPECT_EQ(kept[1].asString(), "bookmark title number 3");
+    EXPECT_EQ(kept.back().asString(), "bookmark title number 19998");
+    kept.erase(kept.begin(), kept.begin() + 3000);
+    EXPECT_EQ(kept.front().asString(), "bookmark title number 9000");
 }
 
 TEST(Utf, SixteenBitUnitsSurviveTheTripThroughUtf8) {

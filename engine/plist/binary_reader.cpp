@@ -229,26 +229,27 @@ private:
         case 0x4: {
             std::uint64_t count, payload;
             if (!readCount(object, at, marker, count, payload) || !fits(object, at, payload, count, 1, "data")) return {};
-            return Value::data({data_ + payload, static_cast<std::size_t>(count)});
+            return Value::data({data_ + payload, static_cast<std::size_t>(count)}, &arena_);
         }
         case 0x5: {
             std::uint64_t count, payload;
             if (!readCount(object, at, marker, count, payload) || !fits(object, at, payload, count, 1, "a string")) return {};
             std::string_view text(reinterpret_cast<const char*>(data_ + payload), static_cast<std::size_t>(count));
-            if (utf::isAscii(text)) return Value::string(text);
+            if (utf::isAscii(text)) return Value::string(text, &arena_);
             // Bytes above 0x7F in an "ASCII" string are Latin-1, as Apple's reader takes them.
             std::string converted;
             converted.reserve(text.size() * 2);
             for (char c : text) utf::appendCodePoint(converted, static_cast<std::uint8_t>(c));
-            return Value::string(converted);
+            return Value::string(converted, &arena_);
         }
         case 0x6: {
             std::uint64_t count, payload;
             if (!readCount(object, at, marker, count, payload) || !fits(object, at, payload, count, 2, "a UTF-16 string"))
                 return {};
-            std::string text;
+            std::string& text = scratch_;
+            text.clear();
             utf::appendUtf16(text, data_ + payload, static_cast<std::size_t>(count), true);
-            return Value::string(text);
+            return Value::string(text, &arena_);
         }
         case 0x8: {
             std::uint64_t width = std::uint64_t{low} + 1;
@@ -277,11 +278,8 @@ private:
                 return {};
             }
             refBudget_ -= count;
-            Value container = kind == 0xD ? Value::dictionary() : Value::array();
-            if (kind == 0xD)
-                container.asDictionary()->reserve(static_cast<std::size_t>(count));
-            else
-                container.asArray()->reserve(static_cast<std::size_t>(count));
+            const auto capacity = static_cast<std::size_t>(count);
+            Value container = kind == 0xD ? Value::dictionary(capacity, &arena_) : Value::array(capacity, &arena_);
             *frame = Frame{container, object, payload, count};
             return container;
         }
@@ -365,7 +363,7 @@ private:
             Value value;
             Value keepKey = key;  // `f` may move when `resolve` pushes
             if (!resolve(valueRef, stack, value)) return {};
-            dict->appendUnchecked(std::move(keepKey), std::move(value));
+            dict->appendUnchecked(Key(keepKey), std::move(value));
         }
         return root;
     }
@@ -375,6 +373,8 @@ private:
     std::uint64_t offsetSize_ = 0, refSize_ = 0, numObjects_ = 0, topObject_ = 0, tableOffset_ = 0;
     std::uint64_t refBudget_ = 0;
     std::vector<Value> cache_;
+    std::string scratch_;  // a UTF-16 string being converted
+    Arena arena_;
     ParseStatus status_;
 };
 

@@ -9,10 +9,12 @@
 #include <array>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "codec.h"
+#include "hash.h"
 #include "utf.h"
 
 namespace orvane::plist {
@@ -31,7 +33,6 @@ std::uint64_t bitsOf(double d) {
     return u;
 }
 
-bool isContainer(const Value& v) { return v.isArray() || v.isDictionary(); }
 
 // Buffers output for the sink and counts the bytes written, which are the objects' offsets.
 class Output {
@@ -64,6 +65,7 @@ public:
         used_ = 0;
     }
     std::uint64_t position() const { return position_ + used_; }
+    bool failed() const { return sink_.failed(); }
     std::string& scratch() { return scratch_; }
 
 private:
@@ -75,49 +77,77 @@ private:
     std::uint64_t position_ = 0;
 };
 
-// A quick hash of a byte run, eight bytes at a time; std::hash is several times slower here.
-std::uint64_t hashBytes(const void* p, std::size_t n, std::uint64_t seed) {
-    const auto* b = static_cast<const unsigned char*>(p);
-    std::uint64_t h = seed ^ (n * 0x9e3779b97f4a7c15ull);
-    auto mix = [&](std::uint64_t w) {
-        h ^= w;
-        h *= 0xbf58476d1ce4e5b9ull;
-        h ^= h >> 31;
-    };
-    for (; n >= 8; b += 8, n -= 8) {
-        std::uint64_t w;
-        std::memcpy(&w, b, 8);
-        mix(w);
+// One object to number: a value, or a dictionary's key (a string held as a Key). Kept as one
+// word, the low bit telling a Key from a Value.
+class Item {
+public:
+    explicit Item(const Value& v) : bits_(reinterpret_cast<std::uintptr_t>(&v)) {}
+    explicit Item(const Key& k) : bits_(reinterpret_cast<std::uintptr_t>(&k) | 1) {}
+    Item() = default;
+
+    bool isKey() const { return bits_ & 1; }
+    const Value& value() const { return *reinterpret_cast<const Value*>(bits_); }
+    const Key& key() const { return *reinterpret_cast<const Key*>(bits_ & ~std::uintptr_t{1}); }
+    Type type() const { return isKey() ? Type::String : value().type(); }
+    std::string_view string() const { return isKey() ? key().asString() : value().asString(); }
+    const void* identity() const { return isKey() ? key().identity() : value().identity(); }
+
+    // Same type, same bytes: a key equals a string value of the same text.
+    bool operator==(const Item& other) const {
+        const Type t = type();
+        if (t != other.type()) return false;
+        if (t == Type::String) return string() == other.string();
+        return value() == other.value();
     }
-    std::uint64_t tail = 0;
-    std::memcpy(&tail, b, n);
-    mix(tail);
-    h *= 0x94d049bb133111ebull;
-    return h ^ (h >> 29);
-}
+
+private:
+    std::uintptr_t bits_ = 0;
+};
 
 // Finds an earlier object with the same scalar value. Open addressing over object numbers, with
 // part of the hash kept beside each number so most probes never touch the value itself.
 class ScalarTable {
 public:
-    explicit ScalarTable(const std::vector<const Value*>& objects) : objects_(objects), slots_(1024) {}
+    explicit ScalarTable(const std::vector<Item>& objects) : objects_(objects), slots_(1024) {}
+
+    // Sizes the table for `scalars` distinct scalars, so that it need not grow: growing holds
+    // the old and the new table at once.
+    void reserve(std::size_t scalars) {
+        std::size_t size = slots_.size();
+        while (4 * scalars > 3 * size) size *= 2;
+        if (size != slots_.size()) slots_.assign(size, Slot{});
+    }
+
+    // The number of an equal scalar seen before through the same heap object, if it is one of
+    // those seen recently: most repeats are one shared string (the keys of every bookmark), and
+    // the tree does not change while it is written, so addresses hold.
+    std::optional<std::uint32_t> recent(Item item) const {
+        const void* id = item.identity();
+        if (const Recent& r = recentOf(id); id && r.id == id) return r.object;
+        return std::nullopt;
+    }
+
+    // Where a lookup of `item` starts; prefetch() starts loading that slot, so that the lookups
+    // of a container's children overlap their waits for memory.
+    static std::uint32_t tagOf(Item item) { return static_cast<std::uint32_t>(hashOf(item)); }
+    void prefetch(Item item) const {
+        if (!recent(item)) __builtin_prefetch(&slots_[tagOf(item) & (slots_.size() - 1)]);
+    }
 
     // Answers the object number of an equal scalar already seen, or records `candidate`.
-    std::uint32_t findOrAdd(const Value& v, std::uint32_t candidate) {
-        // Most repeats are one shared string (the keys of every bookmark): an identity hit skips
-        // hashing and probing. The tree does not change while it is written, so addresses hold.
-        const void* id = v.identity();
-        Recent* recent = id ? &recent_[(reinterpret_cast<std::uintptr_t>(id) >> 4) % recent_.size()] : nullptr;
-        if (recent && recent->id == id) return recent->object;
-        std::uint32_t found = lookup(v, candidate);
-        if (recent) *recent = {id, found};
+    std::uint32_t findOrAdd(Item item, std::uint32_t candidate) {
+        if (std::optional<std::uint32_t> hit = recent(item)) return *hit;
+        return findOrAdd(item, candidate, tagOf(item));
+    }
+    std::uint32_t findOrAdd(Item item, std::uint32_t candidate, std::uint32_t tag) {
+        const std::uint32_t found = lookup(item, candidate, tag);
+        if (const void* id = item.identity()) recentOf(id) = {id, found};
         return found;
     }
 
 private:
-    std::uint32_t lookup(const Value& v, std::uint32_t candidate) {
-        if (10 * (used_ + 1) > 7 * slots_.size()) grow();
-        const auto tag = static_cast<std::uint32_t>(hashOf(v));
+    std::uint32_t lookup(Item item, std::uint32_t candidate, std::uint32_t tag) {
+        if (4 * (used_ + 1) > 3 * slots_.size()) grow();
         const std::size_t mask = slots_.size() - 1;
         for (std::size_t i = tag & mask;; i = (i + 1) & mask) {
             Slot& slot = slots_[i];
@@ -127,20 +157,22 @@ private:
                 return candidate;
             }
             // 1 and 1.0, true and 1 stay apart: equality is by type and exact bits.
-            if (slot.tag == tag && *objects_[slot.object - 1] == v) return slot.object - 1;
+            if (slot.tag == tag && objects_[slot.object - 1] == item) return slot.object - 1;
         }
     }
 
-    // Eight bytes a slot: the table is the writer's largest structure after the tree itself.
+    // Eight bytes a slot: the table is the writer's largest structure.
     struct Slot {
         std::uint32_t tag = 0;     // the hash's low 32 bits, which also place the slot
         std::uint32_t object = 0;  // object number + 1; 0 marks an empty slot
     };
 
-    static std::uint64_t hashOf(const Value& v) {
-        const std::uint64_t seed = static_cast<std::uint64_t>(v.type()) << 56;
-        switch (v.type()) {
-        case Type::String: return hashBytes(v.asString().data(), v.asString().size(), seed);
+    static std::uint64_t hashOf(Item item) {
+        const Type type = item.type();
+        const std::uint64_t seed = static_cast<std::uint64_t>(type) << 56;
+        if (type == Type::String) return hashBytes(item.string().data(), item.string().size(), seed);
+        const Value& v = item.value();
+        switch (type) {
         case Type::Data: return hashBytes(v.asData().data(), v.asData().size(), seed);
         case Type::Real: {
             std::uint64_t bits = bitsOf(v.asReal());
@@ -177,100 +209,192 @@ private:
         const void* id = nullptr;
         std::uint32_t object = 0;
     };
+    Recent& recentOf(const void* id) { return recent_[(reinterpret_cast<std::uintptr_t>(id) >> 4) % recent_.size()]; }
+    const Recent& recentOf(const void* id) const { return recent_[(reinterpret_cast<std::uintptr_t>(id) >> 4) % recent_.size()]; }
 
-    const std::vector<const Value*>& objects_;
+    const std::vector<Item>& objects_;
     std::vector<Slot> slots_;
     std::size_t used_ = 0;
     std::array<Recent, 1024> recent_{};
 };
 
+// The bytes of a count that follows a marker: none when it fits the marker's low nibble.
+std::uint64_t countBytes(std::uint64_t n) { return n < 15 ? 0 : 1 + byteCount(n); }
+
+// Writes in two passes. The first numbers the objects depth first, a container before its
+// children and a dictionary's keys before its values, equal scalars once, as Apple's writer does;
+// it checks every value, notes each container's children's numbers and counts the file's exact
+// size. The second writes the objects in the order of their numbers.
 class BinaryWriter {
 public:
     std::string write(const Value& root, Sink& sink) {
-        if (std::string error = flatten(root); !error.empty()) return error;
+        reserveFor(root);
+        if (std::string error = number(root); !error.empty()) return error;
         const std::uint64_t count = objects_.size();
         const unsigned refSize = byteCount(count);
-        {
-            Output out(sink);
-            out.bytes("bplist00", 8);
-            for (std::uint64_t i = 0; i < count; ++i) {
-                const std::uint64_t offset = out.position();
-                if (std::string error = writeObject(out, i, refSize); !error.empty()) return error;
-                objectSlots_[i] = offset;  // the container's refs are written; its slot now keeps the offset
-                if (sink.failed()) return "the output could not be written";
+        const std::uint64_t tableOffset = 8 + objectBytes_ + refs_.size() * refSize;
+        const unsigned offsetSize = byteCount(tableOffset);
+        // Files under 4 GiB, that is all of them in practice, keep their offsets in half the room.
+        std::vector<std::uint32_t> offsets32;
+        std::vector<std::uint64_t> offsets64;
+        if (offsetSize <= 4)
+            offsets32.resize(count);
+        else
+            offsets64.resize(count);
+
+        Output out(sink);
+        out.bytes("bplist00", 8);
+        std::size_t ref = 0;
+        for (std::uint64_t i = 0; i < count; ++i) {
+            if (offsetSize <= 4)
+                offsets32[i] = static_cast<std::uint32_t>(out.position());
+            else
+                offsets64[i] = out.position();
+            const Item item = objects_[i];
+            if (!isContainerItem(item)) {
+                writeScalar(out, item);
+            } else {
+                const Value& container = item.value();
+                const std::size_t n = childCount(container);
+                writeCount(out, container.isArray() ? 0xA : 0xD, container.isArray() ? n : n / 2);
+                for (const std::size_t end = ref + n; ref < end; ++ref) out.bigEndian(refs_[ref], refSize);
             }
-            const std::uint64_t tableOffset = out.position();
-            const unsigned offsetSize = byteCount(tableOffset);
-            for (std::uint64_t off : objectSlots_) out.bigEndian(off, offsetSize);
-            static const std::uint8_t unused[6] = {};
-            out.bytes(unused, sizeof unused);  // five unused bytes and the sort version, 0
-            out.byte(static_cast<std::uint8_t>(offsetSize));
-            out.byte(static_cast<std::uint8_t>(refSize));
-            out.bigEndian(count, 8);
-            out.bigEndian(0, 8);  // the root is always object 0
-            out.bigEndian(tableOffset, 8);
+            if ((i & 0xFFF) == 0 && out.failed()) return "the output could not be written";
         }
+        if (out.position() != tableOffset) return "internal error: the objects took other room than counted";
+        for (std::uint64_t i = 0; i < count; ++i) out.bigEndian(offsetSize <= 4 ? offsets32[i] : offsets64[i], offsetSize);
+        static const std::uint8_t unused[6] = {};
+        out.bytes(unused, sizeof unused);  // five unused bytes and the sort version, 0
+        out.byte(static_cast<std::uint8_t>(offsetSize));
+        out.byte(static_cast<std::uint8_t>(refSize));
+        out.bigEndian(count, 8);
+        out.bigEndian(0, 8);  // the root is always object 0
+        out.bigEndian(tableOffset, 8);
+        out.flush();
         return sink.failed() ? "the output could not be written" : "";
     }
 
 private:
-    struct Open {
+    struct Frame {
         const Value* container;
-        std::size_t refsBase;  // where its children's object numbers go in refs_
-        std::size_t count;     // children to number: a dictionary's keys, then its values
+        std::size_t refs;  // where its children's numbers go in refs_
+        std::size_t count;
         std::size_t next = 0;
     };
 
-    // Numbers every object and records each container's children, without recursion.
-    std::string flatten(const Value& root) {
-        ScalarTable scalars(objects_);
-        std::vector<Open> stack;
-        auto number = [&](const Value& v, std::uint32_t& out) -> std::string {
-            if (v.isNull()) return "a null value cannot be written to a property list";
-            if (objects_.size() >= UINT32_MAX) return "too many objects for one property list";
-            auto candidate = static_cast<std::uint32_t>(objects_.size());
-            if (!isContainer(v)) {
-                objects_.push_back(&v);
-                out = scalars.findOrAdd(v, candidate);
-                if (out != candidate) objects_.pop_back();
-                return {};
+    // Sizes the tables from a count of the tree's values, so that none of them grows while the
+    // tree is numbered: growing holds the old and the new table at once. A reservation beyond
+    // what is used costs address space, not memory.
+    void reserveFor(const Value& root) {
+        std::size_t containers = 0, scalars = 0, children = 0;
+        std::vector<const Value*> pending{&root};
+        while (!pending.empty()) {
+            const Value* v = pending.back();
+            pending.pop_back();
+            if (!v->isArray() && !v->isDictionary()) {
+                ++scalars;
+                continue;
             }
-            if (stack.size() >= kMaxDepth)
-                return "arrays and dictionaries are nested more than " + std::to_string(kMaxDepth) + " deep (or contain themselves)";
-            objects_.push_back(&v);
-            objectSlots_.resize(objects_.size(), 0);
-            std::size_t n = v.isArray() ? v.asArray()->size() : 2 * v.asDictionary()->size();
-            objectSlots_[candidate] = refs_.size();
-            refs_.resize(refs_.size() + n);
-            stack.push_back({&v, objectSlots_[candidate], n});
-            out = candidate;
-            return {};
-        };
+            ++containers;
+            const std::size_t n = childCount(*v);
+            children += n;
+            for (std::size_t i = 0; i < n; ++i) {
+                const Item child = childAt(*v, i);
+                if (!isContainerItem(child))
+                    ++scalars;
+                else if (pending.size() < kMaxDepth * 1024)  // a tree that contains itself is refused later
+                    pending.push_back(&child.value());
+            }
+        }
+        objects_.reserve(containers + scalars);
+        refs_.reserve(children);
+        // Keys are nearly all a few shared strings: values are what the table mostly holds.
+        scalars_.reserve(std::min<std::size_t>(scalars, children / 2 + 64));
+    }
+
+    // The n-th child of a container: for a dictionary, its keys and then its values.
+    static Item childAt(const Value& container, std::size_t n) {
+        if (const Array* a = container.asArray()) return Item((*a)[n]);
+        const auto entries = container.asDictionary()->entries();
+        return n < entries.size() ? Item(entries[n].key) : Item(entries[n - entries.size()].value);
+    }
+    static std::size_t childCount(const Value& container) {
+        if (const Array* a = container.asArray()) return a->size();
+        return 2 * container.asDictionary()->size();
+    }
+    static bool isContainerItem(Item item) { return item.type() == Type::Array || item.type() == Type::Dictionary; }
+
+    // Numbers every object and records each container's children, without recursion.
+    std::string number(const Value& root) {
+        std::vector<Frame> stack;
         std::uint32_t rootNumber;
-        if (std::string error = number(root, rootNumber); !error.empty()) return error;
+        if (std::string error = numberItem(Item(root), stack, rootNumber); !error.empty()) return error;
         while (!stack.empty()) {
-            Open& top = stack.back();
+            Frame& top = stack.back();
             if (top.next == top.count) {
                 stack.pop_back();
                 continue;
             }
             const std::size_t i = top.next++;
-            const std::size_t slot = top.refsBase + i;
-            const Value* child;
-            if (const Array* a = top.container->asArray()) {
-                child = &(*a)[i];
-            } else {
-                const auto& entries = top.container->asDictionary()->entries();
-                const std::size_t n = entries.size();
-                child = i < n ? &entries[i].key : &entries[i - n].value;
-                if (i < n && !child->isString()) return "a dictionary key is not a string";
-            }
+            const std::size_t slot = top.refs + i;
+            const Item child = childAt(*top.container, i);
             std::uint32_t childNumber;
-            if (std::string error = number(*child, childNumber); !error.empty()) return error;
+            // `top` may move when a container is pushed: it is not used after this.
+            if (std::string error = numberItem(child, stack, childNumber); !error.empty()) return error;
             refs_[slot] = childNumber;
         }
-        objectSlots_.resize(objects_.size(), 0);
         return {};
+    }
+
+    std::string numberItem(Item item, std::vector<Frame>& stack, std::uint32_t& number) {
+        if (objects_.size() >= UINT32_MAX) return "too many objects for one property list";
+        const auto candidate = static_cast<std::uint32_t>(objects_.size());
+        if (isContainerItem(item)) {
+            if (stack.size() >= kMaxDepth)
+                return "arrays and dictionaries are nested more than " + std::to_string(kMaxDepth) + " deep (or contain themselves)";
+            const Value& container = item.value();
+            const std::size_t n = childCount(container);
+            objects_.push_back(item);
+            objectBytes_ += 1 + countBytes(container.isArray() ? n : n / 2);
+            // Start loading the table slots its scalars will be looked up in: the table is far
+            // larger than the caches, and this lets the waits overlap.
+            for (std::size_t i = 0; i < n; ++i)
+                if (const Item child = childAt(container, i); !isContainerItem(child)) scalars_.prefetch(child);
+            stack.push_back({&container, refs_.size(), n});
+            refs_.resize(refs_.size() + n);
+            number = candidate;
+            return {};
+        }
+        if (!item.isKey() && item.value().isNull()) return "a null value cannot be written to a property list";
+        number = scalars_.findOrAdd(item, candidate);
+        if (number != candidate) return {};
+        if (item.type() == Type::String && !utf::isAscii(item.string()) && !utf::isValid(item.string()))
+            return "a string is not valid UTF-8 and cannot be written";
+        objects_.push_back(item);
+        objectBytes_ += scalarSize(item);
+        return {};
+    }
+
+    static std::uint64_t scalarSize(Item item) {
+        if (item.type() == Type::String) {
+            const std::string_view s = item.string();
+            if (utf::isAscii(s)) return 1 + countBytes(s.size()) + s.size();
+            const std::uint64_t units = utf::utf16Length(s);
+            return 1 + countBytes(units) + 2 * units;
+        }
+        const Value& v = item.value();
+        switch (v.type()) {
+        case Type::Boolean: return 1;
+        case Type::Integer:
+            if (v.isBigUnsigned()) return 17;
+            if (v.asInt64() < 0) return 9;
+            return 1 + byteCount(v.asUInt64());
+        case Type::Real:
+        case Type::Date: return 9;
+        case Type::Data: return 1 + countBytes(v.asData().size()) + v.asData().size();
+        case Type::Uid: return 1 + byteCount(v.asUid());
+        default: return 0;
+        }
     }
 
     void writeCount(Output& out, std::uint8_t kind, std::uint64_t count) {
@@ -289,10 +413,23 @@ private:
         out.bigEndian(v, width);
     }
 
-    std::string writeObject(Output& out, std::uint64_t index, unsigned refSize) {
-        const Value& v = *objects_[index];
+    void writeScalar(Output& out, Item item) {
+        if (item.type() == Type::String) {
+            const std::string_view s = item.string();
+            if (utf::isAscii(s)) {
+                writeCount(out, 0x5, s.size());
+                out.bytes(s.data(), s.size());
+                return;
+            }
+            std::string& units = out.scratch();
+            units.clear();
+            utf::appendUtf16BE(units, s);
+            writeCount(out, 0x6, units.size() / 2);
+            out.bytes(units.data(), units.size());
+            return;
+        }
+        const Value& v = item.value();
         switch (v.type()) {
-        case Type::Null: return "a null value cannot be written to a property list";
         case Type::Boolean: out.byte(v.asBool() ? 0x09 : 0x08); break;
         case Type::Integer:
             if (v.isBigUnsigned()) {
@@ -318,45 +455,20 @@ private:
             writeCount(out, 0x4, v.asData().size());
             out.bytes(v.asData().data(), v.asData().size());
             break;
-        case Type::String: {
-            std::string_view s = v.asString();
-            if (utf::isAscii(s)) {
-                writeCount(out, 0x5, s.size());
-                out.bytes(s.data(), s.size());
-                break;
-            }
-            if (!utf::isValid(s)) return "a string is not valid UTF-8 and cannot be written";
-            std::string& units = out.scratch();
-            units.clear();
-            utf::appendUtf16BE(units, s);
-            writeCount(out, 0x6, units.size() / 2);
-            out.bytes(units.data(), units.size());
-            break;
-        }
         case Type::Uid: {
             unsigned width = byteCount(v.asUid());
             out.byte(static_cast<std::uint8_t>(0x80 | (width - 1)));
             out.bigEndian(v.asUid(), width);
             break;
         }
-        case Type::Array:
-        case Type::Dictionary: {
-            const std::size_t n = v.isArray() ? v.asArray()->size() : v.asDictionary()->size();
-            const std::size_t refs = v.isArray() ? n : 2 * n;
-            writeCount(out, v.isArray() ? 0xA : 0xD, n);
-            const std::size_t base = objectSlots_[index];
-            for (std::size_t k = 0; k < refs; ++k) out.bigEndian(refs_[base + k], refSize);
-            break;
+        default: break;  // containers are written by open(); nulls were refused when counting
         }
-        }
-        return {};
     }
 
-    std::vector<const Value*> objects_;
-    // By object number: first where a container's children start in refs_, then, once the object
-    // is written, its offset in the file. One array serves both to keep the writer small.
-    std::vector<std::uint64_t> objectSlots_;
-    std::vector<std::uint32_t> refs_;
+    std::vector<Item> objects_;  // by object number
+    ScalarTable scalars_{objects_};
+    std::vector<std::uint32_t> refs_;  // the children's numbers of every container, in object order
+    std::uint64_t objectBytes_ = 0;    // the objects' bytes apart from references
 };
 
 }  // namespace

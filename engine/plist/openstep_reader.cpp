@@ -119,7 +119,7 @@ class KeyIndex {
 public:
     // The entry holding `key`, or else records that `entry` (the next one appended) holds it and
     // answers npos.
-    std::size_t findOrAdd(std::string_view key, const std::vector<Dictionary::Entry>& entries, std::size_t entry) {
+    std::size_t findOrAdd(std::string_view key, std::span<const Dictionary::Entry> entries, std::size_t entry) {
         if (2 * (used_ + 1) > slots_.size()) grow(entries);
         const std::size_t hash = std::hash<std::string_view>{}(key);
         const std::size_t mask = slots_.size() - 1;
@@ -141,7 +141,7 @@ private:
     };
 
     // Doubles the table (or builds it from all entries the first time).
-    void grow(const std::vector<Dictionary::Entry>& entries) {
+    void grow(std::span<const Dictionary::Entry> entries) {
         std::vector<Slot> old = std::move(slots_);
         slots_.assign(old.empty() ? 64 : 2 * old.size(), Slot{});
         const std::size_t mask = slots_.size() - 1;
@@ -211,6 +211,7 @@ private:
     std::vector<Frame> frames_;
     std::string scratch_;              // a quoted string with escapes, being decoded
     std::vector<std::uint8_t> bytes_;  // a <data> being decoded
+    Arena arena_;
     ParseStatus status_;
 };
 
@@ -389,7 +390,7 @@ bool Parser::parse(Value& result, bool asStrings) {
 bool Parser::push(Frame::Kind kind) {
     if (frames_.size() >= kMaxDepth)
         return fail(pos_, "too many nested arrays or dictionaries (more than " + std::to_string(kMaxDepth) + ")");
-    frames_.push_back(Frame{kind, pos_, kind == Frame::Kind::Array ? Value::array() : Value::dictionary(), Value(), nullptr});
+    frames_.push_back(Frame{kind, pos_, kind == Frame::Kind::Array ? Value::array(0, &arena_) : Value::dictionary(0, &arena_), Value(), nullptr});
     return true;
 }
 
@@ -402,12 +403,12 @@ Value Parser::pop() {
 // Adds an entry; a key seen before keeps its first place and takes the new value.
 void Parser::insert(Frame& f, const Value& key, Value value) {
     Dictionary& d = *f.container.asDictionary();
-    auto& entries = d.entries();
+    const auto entries = d.entries();
     const std::string_view k = key.asString();
     if (f.index) {
         const std::size_t existing = f.index->findOrAdd(k, entries, entries.size());
         if (existing == std::string_view::npos)
-            d.appendUnchecked(key, std::move(value));
+            d.appendUnchecked(Key(key), std::move(value));
         else
             entries[existing].value = std::move(value);
         return;
@@ -418,7 +419,7 @@ void Parser::insert(Frame& f, const Value& key, Value value) {
             return;
         }
     }
-    d.appendUnchecked(key, std::move(value));
+    d.appendUnchecked(Key(key), std::move(value));
     if (entries.size() == kIndexAbove) f.index = std::make_unique<KeyIndex>();  // filled on first use
 
 }
@@ -449,7 +450,7 @@ bool Parser::skipBlanks() {
 Value Parser::parseUnquoted() {
     const std::size_t start = pos_;
     while (pos_ < n_ && is(at(pos_), kUnquoted)) ++pos_;
-    return Value::string(t_.substr(start, pos_ - start));
+    return Value::string(t_.substr(start, pos_ - start), &arena_);
 }
 
 // Appends text[from, to) to a string being decoded. Text converted from UTF-16 may hold a lone
@@ -470,7 +471,7 @@ bool Parser::parseQuoted(Value& out) {
     while (pos_ < n_ && at(pos_) != quote && at(pos_) != '\\') ++pos_;
     if (pos_ >= n_) return unterminated();
     if (at(pos_) == quote) {  // no escapes: the string is the text itself
-        out = Value::string(t_.substr(run, pos_ - run));
+        out = Value::string(t_.substr(run, pos_ - run), &arena_);
         ++pos_;
         return true;
     }
@@ -528,7 +529,7 @@ bool Parser::parseQuoted(Value& out) {
             break;
         }
     }
-    out = Value::string(s);
+    out = Value::string(s, &arena_);
     return true;
 }
 
@@ -556,7 +557,7 @@ bool Parser::parseData(Value& out) {
         bytes_.push_back(static_cast<std::uint8_t>(high << 4 | low));
         pos_ += 2;
     }
-    out = Value::data(bytes_);
+    out = Value::data(bytes_, &arena_);
     return true;
 }
 

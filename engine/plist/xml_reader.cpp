@@ -611,6 +611,7 @@ private:
     std::vector<Frame> stack_;
     std::vector<Value> items_;  // the items of every open container, innermost last
     std::unordered_map<std::string_view, Value> keys_;
+    Arena arena_;
 };
 
 // Skips blank space, comments and processing instructions (and, in the prolog, a DOCTYPE).
@@ -801,10 +802,10 @@ std::string_view Reader::readText(const StartTag& st) {
 }
 
 Value Reader::internKey(std::string_view text) {
-    if (text.size() > kInternLimit) return Value::string(text);  // long keys are not worth sharing
+    if (text.size() > kInternLimit) return Value::string(text, &arena_);  // long keys are not worth sharing
     auto it = keys_.find(text);
     if (it != keys_.end()) return it->second;
-    Value v = Value::string(text);
+    Value v = Value::string(text, &arena_);
     keys_.emplace(v.asString(), v);
     return v;
 }
@@ -854,17 +855,16 @@ Value Reader::close(const Frame& f) {
     auto begin = items_.begin() + static_cast<std::ptrdiff_t>(f.first);
     Value result;
     if (!f.isDict) {
-        result = Value::array();
-        result.asArray()->items().assign(std::make_move_iterator(begin), std::make_move_iterator(items_.end()));
+        result = Value::array(n, &arena_);
+        Array* array = result.asArray();
+        for (auto it = begin; it != items_.end(); ++it) array->append(std::move(*it));
     } else if (n == 2 && items_[f.first].asString() == "CF$UID" && items_[f.first + 1].type() == Type::Integer &&
                (items_[f.first + 1].isBigUnsigned() || items_[f.first + 1].asInt64() >= 0)) {
         result = Value::uid(items_[f.first + 1].asUInt64());
     } else {
-        result = Value::dictionary();
+        result = Value::dictionary(n / 2, &arena_);
         Dictionary* d = result.asDictionary();
-        d->reserve(n / 2);
-        for (std::size_t i = f.first; i < items_.size(); i += 2)
-            d->appendUnchecked(std::move(items_[i]), std::move(items_[i + 1]));
+        for (std::size_t i = f.first; i < items_.size(); i += 2) d->appendUnchecked(Key(items_[i]), std::move(items_[i + 1]));
     }
     items_.erase(begin, items_.end());
     return result;
@@ -896,7 +896,7 @@ Value Reader::parseElement(StartTag st) {
                 break;
             }
             case Tag::String:
-            case Tag::Key: v = Value::string(readText(st)); break;
+            case Tag::Key: v = Value::string(readText(st), &arena_); break;
             case Tag::Integer: {
                 std::size_t offset = here();
                 v = parseInteger(readText(st), st.empty ? st.offset : offset);
@@ -916,7 +916,7 @@ Value Reader::parseElement(StartTag st) {
                 if (st.empty) fail(st.offset, "<data/> is not allowed; empty data is written <data></data>");
                 std::size_t offset = here();
                 decodeBase64(readText(st), offset, bytes_);
-                v = Value::data(bytes_);
+                v = Value::data(bytes_, &arena_);
                 break;
             }
             case Tag::True:
