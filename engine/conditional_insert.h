@@ -3,8 +3,9 @@
 // unit for code unit: no case folding, no trimming, no normalisation.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <string_view>
-#include <unordered_set>
 #include <vector>
 
 #include "plist/value.h"
@@ -13,18 +14,25 @@ namespace orvane {
 
 class StringSet {
 public:
-    explicit StringSet(std::size_t capacity = 0) {
-        strings_.reserve(capacity);
-        keepAlive_.reserve(capacity);
-    }
-    bool contains(std::string_view s) const { return strings_.contains(s); }
+    // Room for `capacity` strings before the set grows.
+    explicit StringSet(std::size_t capacity = 0);
+    bool contains(std::string_view s) const;
     std::size_t size() const { return strings_.size(); }
 
 private:
     friend bool insertObject(StringSet& set, const plist::Value& string);
-    // Views into the strings held below, so that no text is copied.
-    std::unordered_set<std::string_view> strings_;
-    std::vector<plist::Value> keepAlive_;
+    // Open addressing: each slot holds part of a string's hash and its place in strings_ + 1,
+    // so most probes never touch the strings. One flat table per set instead of a node per
+    // string keeps a region of 100,000 addresses to two blocks of memory.
+    struct Slot {
+        std::uint32_t tag = 0;
+        std::uint32_t string = 0;  // 0 marks an empty slot
+    };
+    std::size_t find(std::string_view s, std::uint32_t tag) const;  // the slot holding s, or the empty one where it goes
+    void grow();
+
+    std::vector<Slot> slots_;
+    std::vector<plist::Value> strings_;  // held, so the text the slots point to stays
 };
 
 // Adds the string and answers true, or answers false when an equal string is already there.

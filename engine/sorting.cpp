@@ -31,10 +31,6 @@ plist::Array* childrenOf(const plist::Value& node) {
     return children ? children->asArray() : nullptr;
 }
 
-bool sameIdentities(std::span<const plist::Value> a, std::span<const plist::Value> b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const plist::Value& x, const plist::Value& y) { return x.isSameObject(y); });
-}
-
 }  // namespace
 
 const TitleCollator& Orvane::collator() {
@@ -44,36 +40,56 @@ const TitleCollator& Orvane::collator() {
 
 plist::Value Orvane::sortedArrayFromBookmarkChildArray(const plist::Value& children) {
     const plist::Array* input = children.asArray();
-    plist::Value sorted = plist::Value::array();
-    if (!input) return sorted;
+    if (!input) return plist::Value::array();
+    plist::Value sorted = plist::Value::array(input->size());
     if (input->size() < 2) {  // nothing to compare, so no collation keys to make
         sorted.asArray()->assign(input->items());
         return sorted;
     }
-    // Kind first, then the title's sort key. Proxies always lead; with arrangeFoldersAtTop the
-    // order of kinds is folder, bookmark, untyped. An untitled entry has the empty key and so
+    // Kind first, then the title's collation key. Proxies always lead; with arrangeFoldersAtTop
+    // the order of kinds is folder, bookmark, untyped. An untitled entry has the empty key and so
     // leads its kind, which keeps the order strict and weak.
     struct Entry {
-        int rank;
-        std::string key;
-        const plist::Value* node;
+        std::uint64_t head;  // the first eight bytes of the key
+        std::uint32_t rank;
+        std::uint32_t index;
+        TitleCollator::KeyHead key;
+        std::string_view title;
     };
     std::vector<Entry> entries;
     entries.reserve(input->size());
-    for (const plist::Value& child : input->items()) {
+    for (std::size_t i = 0; i < input->size(); ++i) {
+        const plist::Value& child = (*input)[i];
         const BookmarkNodeType type = typeFromBookmarkNode(child);
-        int rank = type == BookmarkNodeTypeProxy ? 0 : 1;
+        std::uint32_t rank = type == BookmarkNodeTypeProxy ? 0 : 1;
         if (arrangeFoldersAtTop_ && rank != 0) rank = type == BookmarkNodeTypeList ? 1 : type == BookmarkNodeTypeLeaf ? 2 : 3;
         const plist::Value title = titleFromBookmarkNode(child);
-        entries.push_back({rank, title.isString() ? collator().sortKey(title.asString()) : std::string(), &child});
+        Entry e{0, rank, static_cast<std::uint32_t>(i), {}, title.asString()};
+        if (title.isString()) e.key = collator().keyHead(e.title);
+        e.head = e.key.bytes;
+        entries.push_back(e);
     }
-    std::stable_sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) {
-        if (a.rank != b.rank) return a.rank < b.rank;
-        return a.key < b.key;
-    });
+    auto byHead = [](const Entry& a, const Entry& b) { return a.rank != b.rank ? a.rank < b.rank : a.head < b.head; };
+    std::stable_sort(entries.begin(), entries.end(), byHead);
+    // Where heads tie, the rest of the keys decide, made only for those entries.
+    for (auto first = entries.begin(); first != entries.end();) {
+        auto last = std::find_if(first + 1, entries.end(), [&](const Entry& e) { return byHead(*first, e); });
+        if (last - first > 1 && std::any_of(first, last, [](const Entry& e) { return !e.key.complete; })) {
+            std::vector<std::pair<std::string, Entry>> run;
+            run.reserve(static_cast<std::size_t>(last - first));
+            for (auto it = first; it != last; ++it) run.emplace_back(collator().keyRest(it->title, it->key), *it);
+            std::stable_sort(run.begin(), run.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+            for (std::size_t k = 0; k < run.size(); ++k) first[static_cast<std::ptrdiff_t>(k)] = run[k].second;
+        }
+        first = last;
+    }
     plist::Array* out = sorted.asArray();
-    out->reserve(entries.size());
-    for (const Entry& e : entries) out->append(*e.node);
+    bool moved = false;
+    for (std::size_t k = 0; k < entries.size(); ++k) {
+        out->append((*input)[entries[k].index]);
+        moved = moved || entries[k].index != k;
+    }
+    if (report_ && moved) ++report_->foldersReordered;
     return sorted;
 }
 
@@ -81,15 +97,12 @@ plist::Value Orvane::sortBookmarksInDictionary(const plist::Value& node) {
     if (isHidden(node)) return node;
     const plist::Array* children = childrenOf(node);
     if (!children) return node;
-    plist::Value sortedChildren = plist::Value::array();
-    sortedChildren.asArray()->reserve(children->size());
+    plist::Value sortedChildren = plist::Value::array(children->size());
     for (const plist::Value& child : children->items()) sortedChildren.asArray()->append(sortBookmarksInDictionary(child));
     // A folder titled "BookmarksBar" at any depth keeps its own order unless the bar is sorted.
     const plist::Value title = titleFromBookmarkNode(node);
     if (sortBookmarksBar_ || !title.isString() || title.asString() != keys::BookmarksBarTitle) {
-        plist::Value reordered = sortedArrayFromBookmarkChildArray(sortedChildren);
-        if (report_ && !sameIdentities(reordered.asArray()->items(), sortedChildren.asArray()->items())) ++report_->foldersReordered;
-        sortedChildren = std::move(reordered);
+        sortedChildren = sortedArrayFromBookmarkChildArray(sortedChildren);
     }
     plist::Value copy = plist::shallowCopy(node);
     copy.asDictionary()->set(keys::Children, std::move(sortedChildren));

@@ -1,11 +1,8 @@
 #include "title_collator.h"
 
 #include <cstdlib>
-#include <cstring>
 #include <unicode/ucol.h>
-#include <vector>
-
-#include "plist/utf.h"
+#include <unicode/uiter.h>
 
 namespace orvane {
 namespace {
@@ -17,25 +14,13 @@ std::string icuLocaleFromPosix(std::string_view name) {
     return std::string(name);
 }
 
-std::u16string toUtf16(std::string_view wtf8) {
-    std::u16string out;
-    out.reserve(wtf8.size());
-    std::size_t pos = 0;
-    std::uint32_t cp;
-    while (pos < wtf8.size()) {
-        if (!plist::utf::nextCodePoint(wtf8, pos, cp)) {
-            cp = 0xFFFD;  // not expected from our readers; keep going rather than drop the rest
-            ++pos;
-        }
-        if (cp >= 0x10000) {
-            cp -= 0x10000;
-            out += static_cast<char16_t>(0xD800 + (cp >> 10));
-            out += static_cast<char16_t>(0xDC00 + (cp & 0x3FF));
-        } else {
-            out += static_cast<char16_t>(cp);
-        }
-    }
-    return out;
+// Up to `room` further bytes of the key of `title`, going on from `state`; answers how many.
+std::int32_t nextKeyPart(const UCollator* collator, std::string_view title, std::uint32_t state[2], std::uint8_t* out, std::int32_t room) {
+    UCharIterator it;
+    uiter_setUTF8(&it, title.data(), static_cast<std::int32_t>(title.size()));
+    UErrorCode status = U_ZERO_ERROR;
+    const std::int32_t n = ucol_nextSortKeyPart(collator, &it, state, out, room, &status);
+    return U_SUCCESS(status) ? n : 0;
 }
 
 }  // namespace
@@ -62,21 +47,35 @@ TitleCollator::~TitleCollator() {
     if (collator_) ucol_close(collator_);
 }
 
-std::string TitleCollator::sortKey(std::string_view title) const {
-    const std::u16string text = toUtf16(title);
-    if (!collator_) return std::string(title);
-    std::string key(text.size() * 2 + 16, '\0');
-    const auto length = static_cast<std::int32_t>(text.size());
-    std::int32_t needed = ucol_getSortKey(collator_, reinterpret_cast<const UChar*>(text.data()), length,
-                                          reinterpret_cast<std::uint8_t*>(key.data()), static_cast<std::int32_t>(key.size()));
-    if (needed > static_cast<std::int32_t>(key.size())) {
-        key.resize(static_cast<std::size_t>(needed));
-        needed = ucol_getSortKey(collator_, reinterpret_cast<const UChar*>(text.data()), length,
-                                 reinterpret_cast<std::uint8_t*>(key.data()), needed);
+TitleCollator::KeyHead TitleCollator::keyHead(std::string_view title) const {
+    KeyHead head;
+    if (title.size() > INT32_MAX) title = title.substr(0, INT32_MAX);
+    std::uint8_t bytes[8] = {};
+    const std::int32_t n = collator_ ? nextKeyPart(collator_, title, head.state, bytes, 8) : 0;
+    for (std::uint8_t b : bytes) head.bytes = head.bytes << 8 | b;
+    head.complete = n < 8;
+    return head;
+}
+
+std::string TitleCollator::keyRest(std::string_view title, const KeyHead& head) const {
+    std::string rest;
+    if (head.complete || !collator_) return rest;
+    if (title.size() > INT32_MAX) title = title.substr(0, INT32_MAX);
+    std::uint32_t state[2] = {head.state[0], head.state[1]};
+    std::uint8_t part[64];
+    for (;;) {
+        const std::int32_t n = nextKeyPart(collator_, title, state, part, sizeof part);
+        rest.append(reinterpret_cast<const char*>(part), static_cast<std::size_t>(n));
+        if (n < static_cast<std::int32_t>(sizeof part)) return rest;
     }
-    // The key ends with a zero byte that byte comparison does not need.
-    key.resize(needed > 0 ? static_cast<std::size_t>(needed - 1) : 0);
-    return key;
+}
+
+std::string TitleCollator::sortKey(std::string_view title) const {
+    const KeyHead head = keyHead(title);
+    std::string key;
+    for (int shift = 56; shift >= 0; shift -= 8)
+        if (const auto b = static_cast<char>(head.bytes >> shift); b != 0) key += b;
+    return key + keyRest(title, head);
 }
 
 int TitleCollator::compare(std::string_view a, std::string_view b) const {

@@ -32,6 +32,14 @@ TEST(Sorting, FolderOrderByKindAndTitle) {
     const plist::Value sorted = engine.sortedArrayFromBookmarkChildArray(ties);
     for (std::size_t i = 0; i < 3; ++i) EXPECT_TRUE((*sorted.asArray())[i].isSameObject((*ties.asArray())[i + 1])) << i;
     EXPECT_TRUE((*sorted.asArray())[3].isSameObject(untyped));
+
+    // Titles alike for longer than the first part of their keys are told apart by the rest.
+    const plist::Value alike = A({bookmark("Weather forecast for Zurich", "https://z.example/"), bookmark("weather forecast for berlin", "https://b.example/"),
+                                  bookmark("Weather forecast", "https://w.example/"), bookmark("WEATHER FORECAST FOR ZURICH", "https://z2.example/"),
+                                  bookmark("Weather forecast for Amsterdam", "https://a.example/"), bookmark("Weather forecast for Zürich", "https://z3.example/")});
+    EXPECT_EQ(titlesIn(D({{"Children", engine.sortedArrayFromBookmarkChildArray(alike)}})),
+              (Titles{"Weather forecast", "Weather forecast for Amsterdam", "weather forecast for berlin", "Weather forecast for Zurich",
+                      "WEATHER FORECAST FOR ZURICH", "Weather forecast for Z\u00FCrich"}));
 }
 
 TEST(Sorting, TitlesCollateByLocaleIgnoringCaseButNotAccents) {
