@@ -142,11 +142,16 @@ TEST(BinaryWrite, OffsetAndReferenceSizesAreTheSmallestThatFit) {
 }
 
 TEST(BinaryWrite, RefusesWhatCannotBeWritten) {
-    // A tree that contains itself is stopped by the same depth limit as one 513 deep.
     for (const Value& refused : {A({S("a"), D({{"k", Value()}})}), nested(513)}) {
         StringSink sink;
         EXPECT_NE(writeBinary(refused, sink), "");
     }
+    // A tree that contains itself is stopped by the same depth limit as one 513 deep.
+    Value loop = A({S("a")});
+    loop.asArray()->append(loop);
+    StringSink sink;
+    EXPECT_NE(writeBinary(loop, sink), "");
+    loop.asArray()->clear();  // breaks the cycle, which would otherwise never be freed
     StringSink ok;
     EXPECT_EQ(writeBinary(nested(512), ok), "");
     FailingSink failing(0);

@@ -27,7 +27,8 @@ constexpr std::size_t kTrailerSize = 32;
 // Up to this many entries, duplicate dictionary keys are found by a linear scan.
 constexpr std::size_t kLinearKeyCheck = 16;
 
-std::uint64_t readBE(const std::uint8_t* p, std::size_t n) {
+// Inlined: it runs for every offset and reference of the file.
+[[gnu::always_inline]] inline std::uint64_t readBE(const std::uint8_t* p, std::size_t n) {
     // References and offsets are read in the millions: the common widths get a direct load.
     switch (n) {
     case 1: return p[0];
@@ -64,6 +65,14 @@ double readFloat(const std::uint8_t* p) {
     return f;
 }
 
+// Set bits in a word, without the library call that baseline x86-64 makes of a popcount.
+inline std::size_t bitsSet(std::uint64_t w) {
+    w -= (w >> 1) & 0x5555555555555555ull;
+    w = (w & 0x3333333333333333ull) + ((w >> 2) & 0x3333333333333333ull);
+    w = (w + (w >> 4)) & 0x0F0F0F0F0F0F0F0Full;
+    return static_cast<std::size_t>((w * 0x0101010101010101ull) >> 56);
+}
+
 std::string hex2(std::uint8_t b) {
     static const char* digits = "0123456789abcdef";
     return {'0', 'x', digits[b >> 4], digits[b & 15]};
@@ -80,7 +89,7 @@ public:
             result.status = std::move(status_);
             return result;
         }
-        cache_.resize(numObjects_);
+        findSharedObjects();
         Value root = build(topObject_);
         if (!status_.ok()) {
             result.status = std::move(status_);
@@ -154,6 +163,64 @@ private:
         // Each reference occupies at least one byte of the object area, so a file without shared
         // containers never materialises more references than that.
         refBudget_ = tableOffset_;
+        return true;
+    }
+
+    // Counts the references to every object, up to two, so that only objects referenced more
+    // than once are kept for sharing while the tree is built: holding every object's value until
+    // the end would cost a word per object. Containers whose counts or references are broken are
+    // skipped here; building reports them where it meets them.
+    void findSharedObjects() {
+        std::vector<std::uint8_t> counts(numObjects_, 0);
+        ParseStatus quiet;
+        for (std::uint64_t object = 0; object < numObjects_; ++object) {
+            const std::uint64_t at = offsetOf(object);
+            const std::uint8_t marker = data_[at];
+            const std::uint8_t kind = marker >> 4;
+            if (kind != 0xA && kind != 0xD) continue;
+            std::uint64_t count, payload;
+            const std::uint64_t refs = kind == 0xD ? 2 : 1;
+            std::swap(quiet, status_);  // a failure here is not the file's first error yet
+            const bool ok = readCount(object, at, marker, count, payload) && count <= UINT64_MAX / refs / refSize_ &&
+                            fits(object, at, payload, count * refs, refSize_, "");
+            std::swap(quiet, status_);
+            quiet = {};
+            if (!ok) continue;
+            for (std::uint64_t i = 0, n = count * refs; i < n; ++i) {
+                const std::uint64_t target = refAt(payload + i * refSize_);
+                if (target < numObjects_ && counts[target] < 2) ++counts[target];
+            }
+        }
+        // A bit per object marks the shared ones; their place in sharedCache_ is the number of
+        // marked objects before them, counted a word at a time.
+        const std::size_t words = static_cast<std::size_t>((numObjects_ + 63) / 64);
+        sharedBits_.assign(words, 0);
+        sharedBefore_.assign(words, 0);
+        std::size_t shared = 0;
+        for (std::size_t w = 0; w < words; ++w) {
+            sharedBefore_[w] = shared;
+            for (std::size_t bit = 0; bit < 64 && w * 64 + bit < numObjects_; ++bit)
+                if (counts[w * 64 + bit] > 1) sharedBits_[w] |= std::uint64_t{1} << bit;
+            shared += bitsSet(sharedBits_[w]);
+        }
+        sharedCache_.resize(shared);
+        visited_.assign(words, 0);
+    }
+
+    // The cache slot of a scalar referenced more than once, or nullptr.
+    Value* sharedSlot(std::uint64_t object) {
+        const std::uint64_t word = sharedBits_[object / 64];
+        const std::uint64_t bit = std::uint64_t{1} << (object % 64);
+        if (!(word & bit)) return nullptr;
+        return &sharedCache_[sharedBefore_[object / 64] + bitsSet(word & (bit - 1))];
+    }
+
+    // Marks a container as reached; false when it was reached before.
+    bool visit(std::uint64_t object) {
+        std::uint64_t& word = visited_[object / 64];
+        const std::uint64_t bit = std::uint64_t{1} << (object % 64);
+        if (word & bit) return false;
+        word |= bit;
         return true;
     }
 
@@ -295,22 +362,23 @@ private:
         if (object >= numObjects_)
             return fail(from, "reference to object " + std::to_string(object) + ", but the file has only " +
                                   std::to_string(numObjects_) + " objects");
-        Value& cached = cache_[object];
-        if (!cached.isNull()) {
-            if (cached.isArray() || cached.isDictionary()) {
-                for (const Frame& f : stack)
-                    if (f.object == object)
-                        return fail(from, "object " + std::to_string(object) + " contains itself (a reference cycle)");
-                return fail(from, "container object " + std::to_string(object) + " is referenced more than once");
-            }
-            out = cached;
+        const std::uint8_t kind = data_[offsetOf(object)] >> 4;
+        const bool container = kind == 0xA || kind == 0xD;
+        if (container && !visit(object)) {
+            for (const Frame& f : stack)
+                if (f.object == object) return fail(from, "object " + std::to_string(object) + " contains itself (a reference cycle)");
+            return fail(from, "container object " + std::to_string(object) + " is referenced more than once");
+        }
+        Value* cached = container ? nullptr : sharedSlot(object);
+        if (cached && !cached->isNull()) {
+            out = *cached;
             return true;
         }
         Frame frame;
         Value v = buildObject(object, &frame);
         if (v.isNull()) return false;
-        cached = v;
-        if (v.isArray() || v.isDictionary()) {
+        if (cached) *cached = v;
+        if (container) {
             if (stack.size() >= kMaxDepth)
                 return fail(offsetOf(object), "arrays and dictionaries are nested more than " + std::to_string(kMaxDepth) + " deep");
             stack.push_back(std::move(frame));
@@ -325,7 +393,7 @@ private:
         Frame rootFrame;
         Value root = buildObject(top, &rootFrame);
         if (root.isNull()) return {};
-        cache_[top] = root;
+        if (root.isArray() || root.isDictionary()) visit(top);
         if (root.isArray() || root.isDictionary()) stack.push_back(std::move(rootFrame));
         while (!stack.empty()) {
             Frame& f = stack.back();
@@ -372,7 +440,10 @@ private:
     std::uint64_t size_;
     std::uint64_t offsetSize_ = 0, refSize_ = 0, numObjects_ = 0, topObject_ = 0, tableOffset_ = 0;
     std::uint64_t refBudget_ = 0;
-    std::vector<Value> cache_;
+    std::vector<std::uint64_t> sharedBits_;   // a bit per object: referenced more than once
+    std::vector<std::size_t> sharedBefore_;   // by word of sharedBits_: shared objects before it
+    std::vector<Value> sharedCache_;          // the shared scalars, once built
+    std::vector<std::uint64_t> visited_;      // a bit per object: containers already reached
     std::string scratch_;  // a UTF-16 string being converted
     Arena arena_;
     ParseStatus status_;

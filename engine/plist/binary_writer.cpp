@@ -9,7 +9,6 @@
 #include <array>
 #include <cstring>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,7 +31,6 @@ std::uint64_t bitsOf(double d) {
     std::memcpy(&u, &d, sizeof u);
     return u;
 }
-
 
 // Buffers output for the sink and counts the bytes written, which are the objects' offsets.
 class Output {
@@ -91,6 +89,7 @@ public:
     Type type() const { return isKey() ? Type::String : value().type(); }
     std::string_view string() const { return isKey() ? key().asString() : value().asString(); }
     const void* identity() const { return isKey() ? key().identity() : value().identity(); }
+    const void* address() const { return reinterpret_cast<const void*>(bits_ & ~std::uintptr_t{1}); }
 
     // Same type, same bytes: a key equals a string value of the same text.
     bool operator==(const Item& other) const {
@@ -111,45 +110,29 @@ public:
     explicit ScalarTable(const std::vector<Item>& objects) : objects_(objects), slots_(1024) {}
 
     // Sizes the table for `scalars` distinct scalars, so that it need not grow: growing holds
-    // the old and the new table at once.
+    // the old and the new table at once. Any size will do, not only powers of two, so the table
+    // is no larger than its load needs.
     void reserve(std::size_t scalars) {
-        std::size_t size = slots_.size();
-        while (4 * scalars > 3 * size) size *= 2;
-        if (size != slots_.size()) slots_.assign(size, Slot{});
-    }
-
-    // The number of an equal scalar seen before through the same heap object, if it is one of
-    // those seen recently: most repeats are one shared string (the keys of every bookmark), and
-    // the tree does not change while it is written, so addresses hold.
-    std::optional<std::uint32_t> recent(Item item) const {
-        const void* id = item.identity();
-        if (const Recent& r = recentOf(id); id && r.id == id) return r.object;
-        return std::nullopt;
-    }
-
-    // Where a lookup of `item` starts; prefetch() starts loading that slot, so that the lookups
-    // of a container's children overlap their waits for memory.
-    static std::uint32_t tagOf(Item item) { return static_cast<std::uint32_t>(hashOf(item)); }
-    void prefetch(Item item) const {
-        if (!recent(item)) __builtin_prefetch(&slots_[tagOf(item) & (slots_.size() - 1)]);
+        const std::size_t size = std::max<std::size_t>(1024, scalars + scalars / 2);
+        if (size > slots_.size()) slots_.assign(size, Slot{});
     }
 
     // Answers the object number of an equal scalar already seen, or records `candidate`.
     std::uint32_t findOrAdd(Item item, std::uint32_t candidate) {
-        if (std::optional<std::uint32_t> hit = recent(item)) return *hit;
-        return findOrAdd(item, candidate, tagOf(item));
-    }
-    std::uint32_t findOrAdd(Item item, std::uint32_t candidate, std::uint32_t tag) {
-        const std::uint32_t found = lookup(item, candidate, tag);
-        if (const void* id = item.identity()) recentOf(id) = {id, found};
+        // Most repeats are one shared string (the keys of every bookmark): an identity hit skips
+        // hashing and probing. The tree does not change while it is written, so addresses hold.
+        const void* id = item.identity();
+        Recent* recent = id ? &recent_[(reinterpret_cast<std::uintptr_t>(id) >> 4) % recent_.size()] : nullptr;
+        if (recent && recent->id == id) return recent->object;
+        const std::uint32_t found = lookup(item, candidate, static_cast<std::uint32_t>(hashOf(item)));
+        if (recent) *recent = {id, found};
         return found;
     }
 
 private:
     std::uint32_t lookup(Item item, std::uint32_t candidate, std::uint32_t tag) {
         if (4 * (used_ + 1) > 3 * slots_.size()) grow();
-        const std::size_t mask = slots_.size() - 1;
-        for (std::size_t i = tag & mask;; i = (i + 1) & mask) {
+        for (std::size_t i = home(tag);; i = next(i)) {
             Slot& slot = slots_[i];
             if (slot.object == 0) {
                 slot = {tag, candidate + 1};
@@ -193,14 +176,17 @@ private:
         }
     }
 
+    // The slot a tag starts probing at: the tag scaled to the table's size.
+    std::size_t home(std::uint32_t tag) const { return static_cast<std::size_t>((std::uint64_t{tag} * slots_.size()) >> 32); }
+    std::size_t next(std::size_t i) const { return i + 1 == slots_.size() ? 0 : i + 1; }
+
     void grow() {
         std::vector<Slot> old(slots_.size() * 2);
         old.swap(slots_);
-        const std::size_t mask = slots_.size() - 1;
         for (const Slot& slot : old) {
             if (slot.object == 0) continue;
-            std::size_t i = slot.tag & mask;
-            while (slots_[i].object != 0) i = (i + 1) & mask;
+            std::size_t i = home(slot.tag);
+            while (slots_[i].object != 0) i = next(i);
             slots_[i] = slot;
         }
     }
@@ -209,13 +195,35 @@ private:
         const void* id = nullptr;
         std::uint32_t object = 0;
     };
-    Recent& recentOf(const void* id) { return recent_[(reinterpret_cast<std::uintptr_t>(id) >> 4) % recent_.size()]; }
-    const Recent& recentOf(const void* id) const { return recent_[(reinterpret_cast<std::uintptr_t>(id) >> 4) % recent_.size()]; }
 
     const std::vector<Item>& objects_;
     std::vector<Slot> slots_;
     std::size_t used_ = 0;
     std::array<Recent, 1024> recent_{};
+};
+
+// Object numbers stored in as few bytes as the largest possible one needs: the references of a
+// large tree are its writer's second largest table.
+class PackedNumbers {
+public:
+    void setWidth(unsigned width) { width_ = width < 4 ? width : 4; }
+    std::size_t size() const { return bytes_.size() / width_; }
+    void reserve(std::size_t n) { bytes_.reserve(n * width_); }
+    void resize(std::size_t n) { bytes_.resize(n * width_); }
+    void set(std::size_t i, std::uint32_t v) {
+        std::uint8_t* p = bytes_.data() + i * width_;
+        for (unsigned k = 0; k < width_; ++k, v >>= 8) p[k] = static_cast<std::uint8_t>(v);
+    }
+    std::uint32_t get(std::size_t i) const {
+        const std::uint8_t* p = bytes_.data() + i * width_;
+        std::uint32_t v = 0;
+        for (unsigned k = width_; k-- > 0;) v = v << 8 | p[k];
+        return v;
+    }
+
+private:
+    unsigned width_ = 4;
+    std::vector<std::uint8_t> bytes_;
 };
 
 // The bytes of a count that follows a marker: none when it fits the marker's low nibble.
@@ -228,28 +236,21 @@ std::uint64_t countBytes(std::uint64_t n) { return n < 15 ? 0 : 1 + byteCount(n)
 class BinaryWriter {
 public:
     std::string write(const Value& root, Sink& sink) {
-        reserveFor(root);
+        if (!reserveFor(root)) return "too many objects for one property list";
         if (std::string error = number(root); !error.empty()) return error;
         const std::uint64_t count = objects_.size();
         const unsigned refSize = byteCount(count);
-        const std::uint64_t tableOffset = 8 + objectBytes_ + refs_.size() * refSize;
+        const std::uint64_t tableOffset = 8 + objectBytes_ + refs_.size() * refSize;  // refs_.size(): references, not bytes
         const unsigned offsetSize = byteCount(tableOffset);
-        // Files under 4 GiB, that is all of them in practice, keep their offsets in half the room.
-        std::vector<std::uint32_t> offsets32;
-        std::vector<std::uint64_t> offsets64;
-        if (offsetSize <= 4)
-            offsets32.resize(count);
-        else
-            offsets64.resize(count);
 
         Output out(sink);
         out.bytes("bplist00", 8);
         std::size_t ref = 0;
         for (std::uint64_t i = 0; i < count; ++i) {
-            if (offsetSize <= 4)
-                offsets32[i] = static_cast<std::uint32_t>(out.position());
-            else
-                offsets64[i] = out.position();
+            // A sorted tree is written in another order than it lies in memory, which defeats
+            // the processor's own prefetching: fetch ahead, the value first, then what it holds.
+            if (i + 16 < count) __builtin_prefetch(objects_[i + 16].address());
+            if (i + 8 < count) __builtin_prefetch(objects_[i + 8].identity());
             const Item item = objects_[i];
             if (!isContainerItem(item)) {
                 writeScalar(out, item);
@@ -257,12 +258,19 @@ public:
                 const Value& container = item.value();
                 const std::size_t n = childCount(container);
                 writeCount(out, container.isArray() ? 0xA : 0xD, container.isArray() ? n : n / 2);
-                for (const std::size_t end = ref + n; ref < end; ++ref) out.bigEndian(refs_[ref], refSize);
+                for (const std::size_t end = ref + n; ref < end; ++ref) out.bigEndian(refs_.get(ref), refSize);
             }
             if ((i & 0xFFF) == 0 && out.failed()) return "the output could not be written";
         }
         if (out.position() != tableOffset) return "internal error: the objects took other room than counted";
-        for (std::uint64_t i = 0; i < count; ++i) out.bigEndian(offsetSize <= 4 ? offsets32[i] : offsets64[i], offsetSize);
+        // The offsets are not kept while writing: each object's size is worked out again, which
+        // costs less than a table of them.
+        std::uint64_t offset = 8;
+        for (std::uint64_t i = 0; i < count; ++i) {
+            out.bigEndian(offset, offsetSize);
+            const Item item = objects_[i];
+            offset += isContainerItem(item) ? containerSize(item.value(), refSize) : scalarSize(item);
+        }
         static const std::uint8_t unused[6] = {};
         out.bytes(unused, sizeof unused);  // five unused bytes and the sort version, 0
         out.byte(static_cast<std::uint8_t>(offsetSize));
@@ -285,31 +293,44 @@ private:
     // Sizes the tables from a count of the tree's values, so that none of them grows while the
     // tree is numbered: growing holds the old and the new table at once. A reservation beyond
     // what is used costs address space, not memory.
-    void reserveFor(const Value& root) {
-        std::size_t containers = 0, scalars = 0, children = 0;
-        std::vector<const Value*> pending{&root};
-        while (!pending.empty()) {
-            const Value* v = pending.back();
-            pending.pop_back();
-            if (!v->isArray() && !v->isDictionary()) {
-                ++scalars;
+    bool reserveFor(const Value& root) {
+        std::uint64_t containers = 0, scalars = 0, children = 0;
+        // Depth first like the numbering, and cut off where the numbering gives up, so that a
+        // tree that contains itself is counted in bounded time too.
+        struct Open {
+            const Value* container;
+            std::size_t next;
+        };
+        std::vector<Open> stack;
+        auto open = [&](const Value& v) {
+            ++containers;
+            children += childCount(v);
+            if (stack.size() < kMaxDepth) stack.push_back({&v, 0});
+        };
+        if (!isContainerItem(Item(root))) return true;
+        open(root);
+        while (!stack.empty() && containers + scalars < UINT32_MAX) {
+            Open& top = stack.back();
+            if (top.next == childCount(*top.container)) {
+                stack.pop_back();
                 continue;
             }
-            ++containers;
-            const std::size_t n = childCount(*v);
-            children += n;
-            for (std::size_t i = 0; i < n; ++i) {
-                const Item child = childAt(*v, i);
-                if (!isContainerItem(child))
-                    ++scalars;
-                else if (pending.size() < kMaxDepth * 1024)  // a tree that contains itself is refused later
-                    pending.push_back(&child.value());
-            }
+            const Item child = childAt(*top.container, top.next++);
+            if (isContainerItem(child))
+                open(child.value());
+            else
+                ++scalars;
         }
+        // A tree that shares containers deeply can hold more values than a property list can number.
+        if (containers + scalars >= UINT32_MAX) return false;
         objects_.reserve(containers + scalars);
+        // No object number reaches the count of values in the tree.
+        const std::uint64_t most = containers + scalars;
+        refs_.setWidth(most < (1u << 8) ? 1 : most < (1u << 16) ? 2 : most < (1u << 24) ? 3 : 4);
         refs_.reserve(children);
         // Keys are nearly all a few shared strings: values are what the table mostly holds.
-        scalars_.reserve(std::min<std::size_t>(scalars, children / 2 + 64));
+        scalars_.reserve(std::min<std::uint64_t>(scalars, children / 2 + 64));
+        return true;
     }
 
     // The n-th child of a container: for a dictionary, its keys and then its values.
@@ -341,7 +362,7 @@ private:
             std::uint32_t childNumber;
             // `top` may move when a container is pushed: it is not used after this.
             if (std::string error = numberItem(child, stack, childNumber); !error.empty()) return error;
-            refs_[slot] = childNumber;
+            refs_.set(slot, childNumber);
         }
         return {};
     }
@@ -355,11 +376,9 @@ private:
             const Value& container = item.value();
             const std::size_t n = childCount(container);
             objects_.push_back(item);
-            objectBytes_ += 1 + countBytes(container.isArray() ? n : n / 2);
-            // Start loading the table slots its scalars will be looked up in: the table is far
-            // larger than the caches, and this lets the waits overlap.
-            for (std::size_t i = 0; i < n; ++i)
-                if (const Item child = childAt(container, i); !isContainerItem(child)) scalars_.prefetch(child);
+            objectBytes_ += containerSize(container, 0);
+            // Start loading what its children hold, so that the waits for memory overlap.
+            for (std::size_t i = 0; i < n; ++i) __builtin_prefetch(childAt(container, i).identity());
             stack.push_back({&container, refs_.size(), n});
             refs_.resize(refs_.size() + n);
             number = candidate;
@@ -368,17 +387,25 @@ private:
         if (!item.isKey() && item.value().isNull()) return "a null value cannot be written to a property list";
         number = scalars_.findOrAdd(item, candidate);
         if (number != candidate) return {};
-        if (item.type() == Type::String && !utf::isAscii(item.string()) && !utf::isValid(item.string()))
-            return "a string is not valid UTF-8 and cannot be written";
+        const std::uint64_t size = scalarSize(item);
+        if (size == 0) return "a string is not valid UTF-8 and cannot be written";
         objects_.push_back(item);
-        objectBytes_ += scalarSize(item);
+        objectBytes_ += size;
         return {};
     }
 
+    // A container's bytes: its marker and count, and its references of `refSize` bytes each.
+    static std::uint64_t containerSize(const Value& container, unsigned refSize) {
+        const std::size_t n = childCount(container);
+        return 1 + countBytes(container.isArray() ? n : n / 2) + n * refSize;
+    }
+
+    // A scalar's bytes in the file; 0 for a string that is not valid UTF-8 and cannot be written.
     static std::uint64_t scalarSize(Item item) {
         if (item.type() == Type::String) {
             const std::string_view s = item.string();
             if (utf::isAscii(s)) return 1 + countBytes(s.size()) + s.size();
+            if (!utf::isValid(s)) return 0;
             const std::uint64_t units = utf::utf16Length(s);
             return 1 + countBytes(units) + 2 * units;
         }
@@ -467,7 +494,7 @@ private:
 
     std::vector<Item> objects_;  // by object number
     ScalarTable scalars_{objects_};
-    std::vector<std::uint32_t> refs_;  // the children's numbers of every container, in object order
+    PackedNumbers refs_;  // the children's numbers of every container, in object order
     std::uint64_t objectBytes_ = 0;    // the objects' bytes apart from references
 };
 
