@@ -287,6 +287,14 @@ TEST(BinaryRead, WhatAppleAcceptsReadsAsAppleReadsIt) {
         ASSERT_TRUE(again) << again.status.description();
         EXPECT_TRUE(again.value == r.value);
     }
+
+    // A string referenced twice is read once and shared; one referenced once is not kept aside.
+    ReadResult shared = read(assemble({"\xA3\x01\x01\x02"s, "\x51" "a"s, "\x51" "a"s}));
+    ASSERT_TRUE(shared) << shared.status.description();
+    const Array& items = *shared.value.asArray();
+    EXPECT_TRUE(items[0].isSameObject(items[1]));
+    EXPECT_FALSE(items[0].isSameObject(items[2]));
+    EXPECT_TRUE(items[0] == items[2]);
 }
 
 TEST(BinaryRead, LoneSurrogatesAreRewrittenWithTheirCodeUnits) {

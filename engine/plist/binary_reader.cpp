@@ -340,6 +340,10 @@ private:
                 return {};
             }
             if (!fits(object, at, payload, count * refs, refSize_, what)) return {};
+            if (count > kMaxContainerSize) {
+                fail(at, where() + ": " + what + " of " + std::to_string(count) + " elements is more than a property list may hold");
+                return {};
+            }
             if (count > refBudget_) {
                 fail(at, where() + ": more elements than the file can hold; containers are referenced more than once");
                 return {};

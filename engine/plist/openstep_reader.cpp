@@ -377,6 +377,8 @@ bool Parser::parse(Value& result, bool asStrings) {
             return true;
         }
         Frame& f = frames_.back();
+        const std::size_t held = f.kind == Frame::Kind::Array ? f.container.asArray()->size() : f.container.asDictionary()->size();
+        if (held == kMaxContainerSize) return fail(f.open, "more elements than a property list may hold");
         if (f.kind == Frame::Kind::Array) {
             f.container.asArray()->append(std::move(v));
             state = State::ArrayNext;

@@ -30,6 +30,10 @@ namespace orvane::plist {
 // one in code throws std::length_error, as std::string does past its max_size.
 inline constexpr std::size_t kMaxBlobSize = UINT32_MAX;
 
+// The most elements an array or dictionary holds. Readers refuse larger ones; growing one past it
+// in code throws std::length_error.
+inline constexpr std::size_t kMaxContainerSize = (std::size_t{1} << 31) - 1;
+
 enum class Type : std::uint8_t { Null, Boolean, Integer, Real, Date, String, Data, Uid, Array, Dictionary };
 
 class Array;
@@ -291,10 +295,10 @@ Elements<T>::~Elements() {
 
 template <class T>
 void Elements<T>::grow(std::size_t atLeast) {
-    if (atLeast > kTail - 1) throw std::length_error("a property-list container is limited to 2^31 - 1 elements");
+    if (atLeast > kMaxContainerSize) throw std::length_error("a property-list container is limited to 2^31 - 1 elements");
     std::size_t wanted = capacity() < 4 ? 4 : capacity() * 2;
     if (wanted < atLeast) wanted = atLeast;
-    if (wanted > kTail - 1) wanted = kTail - 1;
+    if (wanted > kMaxContainerSize) wanted = kMaxContainerSize;
     T* fresh = static_cast<T*>(::operator new(wanted * sizeof(T)));
     for (std::uint32_t i = 0; i < size_; ++i) {
         new (fresh + i) T(std::move(data_[i]));

@@ -852,6 +852,7 @@ void Reader::add(Frame& f, Value v) {
 // A dictionary of exactly one {CF$UID: n} entry (n >= 0) is a UID.
 Value Reader::close(const Frame& f) {
     const std::size_t n = items_.size() - f.first;
+    if ((f.isDict ? n / 2 : n) > kMaxContainerSize) fail(f.offset, "more elements than a property list may hold");
     auto begin = items_.begin() + static_cast<std::ptrdiff_t>(f.first);
     Value result;
     if (!f.isDict) {
