@@ -1,5 +1,39 @@
 # Helpers shared by bench/compare_plistlib.sh and bench/compare_sort.sh; sourced, not run.
 
+# setup BUILD_DIR BOOKMARKS: sets build, count, runs, python, tool and data, checks that the
+# probe is built and makes the generated file when it is missing.
+setup() {
+    build=${1:-build}
+    count=${2:-100000}
+    runs=${ORVANE_BENCH_RUNS:-5}
+    python=${PYTHON3:-python3}
+    tool="$build/bench/plist_peak_memory"
+    data="$build/bench/bookmarks-$count.plist"
+    if [[ ! -x "$tool" ]]; then
+        echo "no $tool: build it first (cmake --build $build --target plist_peak_memory)" >&2
+        exit 1
+    fi
+    make_data "$data" "$count"
+    size=$(stat -c %s "$data")
+    echo "file: $data ($count bookmarks, $size bytes), best of $runs runs"
+}
+
+# compare PYTHON_ARGS... -- TOOL_ARGS...: runs both jobs `runs` times, alternating so that a change
+# in the machine's load hits both alike, and sets py_best and our_best to their best runs.
+compare() {
+    local py_args=() our_args=()
+    while [[ $1 != -- ]]; do py_args+=("$1"); shift; done
+    shift
+    our_args=("$@")
+    local results
+    results=$(for ((i = 0; i < runs; i++)); do
+        echo "py $("$python" "${py_args[@]}" | probe_fields)"
+        echo "our $("$tool" "${our_args[@]}" | probe_fields)"
+    done)
+    py_best=$(grep '^py ' <<<"$results" | cut -d' ' -f2- | best_of)
+    our_best=$(grep '^our ' <<<"$results" | cut -d' ' -f2- | best_of)
+}
+
 # make_data FILE COUNT: makes the generated bookmarks file of COUNT bookmarks (seed 1) unless it
 # is there; through a temporary name, so an interrupted run leaves nothing that looks finished.
 make_data() {

@@ -13,57 +13,10 @@ set -euo pipefail
 
 here=$(cd "$(dirname "$0")" && pwd)
 source "$here/compare_common.sh"
-build=${1:-build}
-count=${2:-100000}
-runs=${ORVANE_BENCH_RUNS:-5}
-python=${PYTHON3:-python3}
-
-tool="$build/bench/plist_peak_memory"
-data="$build/bench/bookmarks-$count.plist"
+setup "$@"
 out_ours="$build/bench/bookmarks-$count.orvane-out.plist"
 out_python="$build/bench/bookmarks-$count.plistlib-out.plist"
-
-if [[ ! -x "$tool" ]]; then
-    echo "no $tool: build it first (cmake --build $build --target plist_peak_memory)" >&2
-    exit 1
-fi
-make_data "$data" "$count"
-
-# Prints "seconds cpu_seconds peak_kib baseline_kib" for one plistlib run.
-python_job='
-import os, plistlib, resource, sys, time
-src, out = sys.argv[1], sys.argv[2]
-def cpu():
-    r = resource.getrusage(resource.RUSAGE_SELF)
-    return r.ru_utime + r.ru_stime
-baseline = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
-start, cpu_start = time.perf_counter(), cpu()
-with open(src, "rb") as f:
-    tree = plistlib.load(f)
-tmp = out + ".tmp"
-with open(tmp, "wb") as f:
-    plistlib.dump(tree, f, fmt=plistlib.FMT_BINARY, sort_keys=False)
-    f.flush()
-    os.fsync(f.fileno())
-os.replace(tmp, out)
-seconds, cpu_seconds = time.perf_counter() - start, cpu() - cpu_start
-print(seconds, cpu_seconds, resource.getrusage(resource.RUSAGE_SELF).ru_maxrss, baseline)
-'
-
-# Prints "seconds cpu_seconds peak_kib baseline_kib" for one run of ours.
-ours_job() {
-    "$tool" "$data" "$out_ours" | probe_fields
-}
-
-size=$(stat -c %s "$data")
-echo "file: $data ($count bookmarks, $size bytes), best of $runs runs"
-# Runs alternate between the two, so that a change in the machine's load hits both alike.
-results=$(for ((i = 0; i < runs; i++)); do
-    echo "py $("$python" -c "$python_job" "$data" "$out_python")"
-    echo "our $(ours_job)"
-done)
-py_best=$(grep '^py ' <<<"$results" | cut -d' ' -f2- | best_of)
-our_best=$(grep '^our ' <<<"$results" | cut -d' ' -f2- | best_of)
+compare "$here/sort_plistlib.py" --no-sort "$data" "$out_python" -- "$data" "$out_ours"
 
 # Both outputs must hold the same tree, or the comparison means nothing.
 "$python" -c '

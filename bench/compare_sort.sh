@@ -22,30 +22,10 @@ set -euo pipefail
 
 here=$(cd "$(dirname "$0")" && pwd)
 source "$here/compare_common.sh"
-build=${1:-build}
-count=${2:-100000}
-runs=${ORVANE_BENCH_RUNS:-5}
-python=${PYTHON3:-python3}
-
-tool="$build/bench/plist_peak_memory"
-data="$build/bench/bookmarks-$count.plist"
+setup "$@"
 out_ours="$build/bench/bookmarks-$count.orvane-sorted.plist"
 out_python="$build/bench/bookmarks-$count.plistlib-sorted.plist"
-
-if [[ ! -x "$tool" ]]; then
-    echo "no $tool: build it first (cmake --build $build --target plist_peak_memory)" >&2
-    exit 1
-fi
-make_data "$data" "$count"
-
-size=$(stat -c %s "$data")
-echo "file: $data ($count bookmarks, $size bytes), best of $runs runs"
-results=$(for ((i = 0; i < runs; i++)); do
-    echo "py $("$python" "$here/sort_plistlib.py" "$data" "$out_python" | probe_fields)"
-    echo "our $("$tool" --sort "$data" "$out_ours" | probe_fields)"
-done)
-py_best=$(grep '^py ' <<<"$results" | cut -d' ' -f2- | best_of)
-our_best=$(grep '^our ' <<<"$results" | cut -d' ' -f2- | best_of)
+compare "$here/sort_plistlib.py" "$data" "$out_python" -- --sort "$data" "$out_ours"
 
 "$python" - "$data" "$out_python" "$out_ours" <<'PY'
 import plistlib, re, sys

@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
 """Sorts a bookmarks property list with plain plistlib: the yardstick for the sort job.
 
-    python3 bench/sort_plistlib.py IN OUT
+    python3 bench/sort_plistlib.py [--no-sort] IN OUT
 
 Loads IN, sorts the entries of every folder by title with case ignored (proxies first, then
 folders, then bookmarks, then anything else; the title is "Title", else the "title" of
 "URIDictionary"), and writes the tree in binary to OUT the way the tool writes: to a new file
-beside it, flushed to disk and renamed into place.
+beside it, flushed to disk and renamed into place. With --no-sort it only loads and writes: the
+yardstick for reading and writing a file.
 
 To keep the two jobs alike where it costs nothing: hidden folders ("ShouldOmitFromUI") keep
 their order and are not entered, the Bookmarks Bar keeps the order of its own entries (the
@@ -101,14 +102,18 @@ def cpu_seconds():
 
 
 def main(argv):
+    sort = argv[:1] != ["--no-sort"]
+    if not sort:
+        argv = argv[1:]
     if len(argv) != 2:
-        sys.exit("usage: sort_plistlib.py IN OUT")
+        sys.exit("usage: sort_plistlib.py [--no-sort] IN OUT")
     src, out = argv
     baseline = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
     start, cpu_start = time.perf_counter(), cpu_seconds()
     with open(src, "rb") as f:
         tree = plistlib.load(f)
-    sort_root(tree)
+    if sort:
+        sort_root(tree)
     write_atomically(tree, out)
     seconds, cpu = time.perf_counter() - start, cpu_seconds() - cpu_start
     print("file_bytes:", os.path.getsize(src))
