@@ -117,6 +117,15 @@ public:
         if (size > slots_.size()) slots_.assign(size, Slot{});
     }
 
+    // Starts loading the slot where `item` will be looked up. The table is larger than the
+    // processor's caches and the scalars of a large tree are mostly new to it, so nearly every
+    // lookup would otherwise wait for memory.
+    void prefetch(Item item) const {
+        const void* id = item.identity();
+        if (id && recent_[(reinterpret_cast<std::uintptr_t>(id) >> 4) % recent_.size()].id == id) return;
+        __builtin_prefetch(&slots_[home(static_cast<std::uint32_t>(hashOf(item)))]);
+    }
+
     // Answers the object number of an equal scalar already seen, or records `candidate`.
     std::uint32_t findOrAdd(Item item, std::uint32_t candidate) {
         // Most repeats are one shared string (the keys of every bookmark): an identity hit skips
@@ -379,6 +388,8 @@ private:
             objectBytes_ += containerSize(container, 0);
             // Start loading what its children hold, so that the waits for memory overlap.
             for (std::size_t i = 0; i < n; ++i) __builtin_prefetch(childAt(container, i).identity());
+            for (std::size_t i = 0; i < n; ++i)
+                if (const Item child = childAt(container, i); !isContainerItem(child)) scalars_.prefetch(child);
             stack.push_back({&container, refs_.size(), n});
             refs_.resize(refs_.size() + n);
             number = candidate;
