@@ -42,6 +42,7 @@ const char* kHelp =
     "written; 8 Safari is using the file; 64 usage error; 70 FILE has no Bookmarks Bar or no\n"
     "Bookmarks Menu, and was left unchanged.\n";
 
+constexpr const char* kAlreadyInOrder = "Nothing changed: the bookmarks were already in order, so the file was not written.";
 constexpr std::string_view kUnsupported = "The bookmarks file has no Bookmarks Bar or Bookmarks Menu; it was left unchanged.";
 
 struct SortOptions {
@@ -191,9 +192,15 @@ int runSort(const Args& args) {
     engine.setWriteBackupFile(options.backup);
 
     if (options.dryRun) return dryRun(engine, file, options, backup);
+    SortReport report;
+    engine.setReport(&report);
     const std::uint32_t code = engine.sortBookmarks();
     if (code != OVErrorSuccess) return reportFailure(code, file, backup);
-    return reportJobResult(code, Orvane::stringFromOVError(code, file.string()));
+    const int status = reportJobResult(code, Orvane::stringFromOVError(code, file.string()));
+    // The job's message is the same either way; a script or a person re-running a sort wants to
+    // know that the file was left alone.
+    if (!report.wouldWrite) std::puts(kAlreadyInOrder);
+    return status;
 }
 
 }  // namespace orvane::cli

@@ -1,5 +1,5 @@
-// What one validation and sort did to a tree, for a dry run that tells the user what a sort
-// would change before anything is written.
+// What one validation and sort did to a tree: for a dry run that tells the user what a sort
+// would change before anything is written, and for a job that found nothing to change.
 #pragma once
 
 #include <cstddef>

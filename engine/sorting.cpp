@@ -154,6 +154,8 @@ plist::Value Orvane::bookmarksDictionaryWithRootNode(const plist::Value& root, c
 
 plist::Value Orvane::sortBookmarksWithRootDictionary(const plist::Value& root, bool& didSort) {
     didSort = false;
+    // A job sorts the file again when it changed meanwhile: the report tells of the last sort.
+    if (report_) *report_ = {};
     const plist::Array* rootChildren = childrenOf(root);
     if (!rootChildren || rootChildren->empty()) return root;
 

@@ -193,6 +193,8 @@ TEST(CliSort, SortsOnceKeepsTheFirstBackupAndLeavesASortedFileAlone) {
     const long long sortedAt = mtimeOf(file);
     r = box.cli({"sort", file.string()});
     EXPECT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_EQ(r.out, "The bookmarks file was opened, sorted and saved.\n"
+                     "Nothing changed: the bookmarks were already in order, so the file was not written.\n");
     EXPECT_EQ(mtimeOf(file), sortedAt);
 
     // Every option the other way round; the backup still holds the file as the first sort found it.
@@ -360,6 +362,7 @@ with open(sys.argv[1], "rb") as f:
         const long long sortedAt = mtimeOf(file);
         r = box.cli({"sort", "--backup", backup.string(), file.string()});
         EXPECT_EQ(r.exitCode, 0) << r.err;
+        EXPECT_NE(r.out.find("Nothing changed"), std::string::npos) << r.out;
         EXPECT_EQ(mtimeOf(file), sortedAt);
     }
     EXPECT_GT(sorted, 0);
