@@ -397,8 +397,10 @@ private:
         Frame rootFrame;
         Value root = buildObject(top, &rootFrame);
         if (root.isNull()) return {};
-        if (root.isArray() || root.isDictionary()) visit(top);
-        if (root.isArray() || root.isDictionary()) stack.push_back(std::move(rootFrame));
+        if (root.isArray() || root.isDictionary()) {
+            visit(top);
+            stack.push_back(std::move(rootFrame));
+        }
         while (!stack.empty()) {
             Frame& f = stack.back();
             if (f.next == f.count) {
