@@ -1,13 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <initializer_list>
-#include <string>
-#include <utility>
-
 #include "orvane.h"
 #include "test_support.h"
 
-using orvane::Orvane;
 using orvane::plist::Value;
 using namespace orvane;
 using namespace orvane::test;
@@ -47,12 +42,11 @@ TEST(BookmarkNode, TitlesAreReadFromTitleFirstAndWrittenToTheUriDictionaryFirst)
 
 TEST(BookmarkNode, TypesCountsAndSpecialFolders) {
     Orvane engine;
-    EXPECT_EQ(engine.typeFromBookmarkNode(leaf("x")), BookmarkNodeTypeLeaf);
-    EXPECT_EQ(engine.typeFromBookmarkNode(folder("x", {})), BookmarkNodeTypeList);
-    EXPECT_EQ(engine.typeFromBookmarkNode(D({{"WebBookmarkType", S("WebBookmarkTypeProxy")}})), BookmarkNodeTypeProxy);
-    EXPECT_EQ(engine.typeFromBookmarkNode(D({{"WebBookmarkType", S("webbookmarktypeleaf")}})), BookmarkNodeTypeNone);
-    EXPECT_EQ(engine.typeFromBookmarkNode(D({})), BookmarkNodeTypeNone);
-    EXPECT_EQ(engine.typeFromBookmarkNode(S("WebBookmarkTypeLeaf")), BookmarkNodeTypeNone);
+    const auto ofType = [](const char* type) { return D({{"WebBookmarkType", S(type)}}); };
+    const std::pair<Value, BookmarkNodeType> types[] = {{leaf("x"), BookmarkNodeTypeLeaf}, {folder("x", {}), BookmarkNodeTypeList},
+        {ofType("WebBookmarkTypeProxy"), BookmarkNodeTypeProxy}, {ofType("webbookmarktypeleaf"), BookmarkNodeTypeNone},
+        {D({}), BookmarkNodeTypeNone}, {S("WebBookmarkTypeLeaf"), BookmarkNodeTypeNone}};
+    for (const auto& [node, type] : types) EXPECT_EQ(engine.typeFromBookmarkNode(node), type) << toXml(node);
 
     Value proxy = D({{"WebBookmarkType", S("WebBookmarkTypeProxy")}, {"Title", S("History")}});
     Value firstBar = folder("BookmarksBar", {leaf("a")});
@@ -66,17 +60,13 @@ TEST(BookmarkNode, TypesCountsAndSpecialFolders) {
 
 TEST(BookmarkNode, RootAndVersionChecks) {
     Orvane engine;
-    EXPECT_TRUE(engine.verifyThatDictionaryIsBookmarksFileRootNode(folder("", {})));
-    EXPECT_FALSE(engine.verifyThatDictionaryIsBookmarksFileRootNode(leaf("x")));
-    EXPECT_FALSE(engine.verifyThatDictionaryIsBookmarksFileRootNode(D({})));
-    EXPECT_FALSE(engine.verifyThatDictionaryIsBookmarksFileRootNode(A({folder("", {})})));
+    const std::pair<Value, bool> roots[] = {{folder("", {}), true}, {leaf("x"), false}, {D({}), false}, {A({folder("", {})}), false}};
+    for (const auto& [node, isRoot] : roots)
+        EXPECT_EQ(engine.verifyThatDictionaryIsBookmarksFileRootNode(node), isRoot) << toXml(node);
 
-    auto withVersion = [](Value v) { return D({{"WebBookmarkFileVersion", std::move(v)}}); };
-    EXPECT_TRUE(engine.verifyThatDictionaryHasCorrectVersionWithRootNode(withVersion(Value::integer(1))));
-    EXPECT_FALSE(engine.verifyThatDictionaryHasCorrectVersionWithRootNode(withVersion(Value::integer(2))));
-    EXPECT_TRUE(engine.verifyThatDictionaryHasCorrectVersionWithRootNode(withVersion(Value::integer(-5))));
-    EXPECT_TRUE(engine.verifyThatDictionaryHasCorrectVersionWithRootNode(D({})));
-    EXPECT_FALSE(engine.verifyThatDictionaryHasCorrectVersionWithRootNode(withVersion(S(" 3 apples"))));
-    EXPECT_TRUE(engine.verifyThatDictionaryHasCorrectVersionWithRootNode(withVersion(S("one"))));
-    EXPECT_TRUE(engine.verifyThatDictionaryHasCorrectVersionWithRootNode(withVersion(Value::real(1.9))));
+    auto versioned = [](Value v) { return D({{"WebBookmarkFileVersion", std::move(v)}}); };
+    const std::pair<Value, bool> versions[] = {{versioned(I(1)), true}, {versioned(I(2)), false}, {versioned(I(-5)), true}, {D({}), true},
+        {versioned(S(" 3 apples")), false}, {versioned(S("one")), true}, {versioned(Value::real(1.9)), true}};
+    for (const auto& [node, correct] : versions)
+        EXPECT_EQ(engine.verifyThatDictionaryHasCorrectVersionWithRootNode(node), correct) << toXml(node);
 }

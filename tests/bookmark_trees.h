@@ -44,10 +44,12 @@ inline plist::Value bookmarksRoot(std::initializer_list<plist::Value> children) 
 
 inline const plist::Array& childrenOf(const plist::Value& node) { return *node.asDictionary()->find(keys::Children)->asArray(); }
 
+using Titles = std::vector<std::string>;
+
 // The titles of a folder's children, in order, as the engine reads them.
-inline std::vector<std::string> titlesIn(const plist::Value& node) {
+inline Titles titlesIn(const plist::Value& node) {
     Orvane engine;
-    std::vector<std::string> titles;
+    Titles titles;
     for (const plist::Value& child : childrenOf(node).items()) {
         const plist::Value title = engine.titleFromBookmarkNode(child);
         titles.emplace_back(title.isString() ? title.asString() : "<none>");

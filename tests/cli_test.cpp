@@ -1,11 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <string>
-#include <sys/stat.h>
-
 #include "bookmark_trees.h"
-#include "plist/codec.h"
-#include "test_support.h"
 
 using namespace orvane;
 namespace fs = std::filesystem;
@@ -25,46 +20,16 @@ constexpr const char* kBookmarks = R"(<?xml version="1.0" encoding="UTF-8"?>
 </plist>
 )";
 
-test::RunResult cli(std::vector<std::string> args, std::string_view input = {}) {
+test::RunResult cli(std::vector<std::string> args, std::string_view input = {}, const std::vector<std::string>& env = {}) {
     args.insert(args.begin(), test::cliPath());
-    return test::run(args, input);
+    return test::run(args, input, env);
 }
 
 plist::Value parse(const std::string& bytes) { return plist::readPropertyList(test::bytesOf(bytes)).value; }
 
-std::string text(const fs::path& path) {
-    const auto bytes = test::readFile(path);
-    return std::string(bytes.begin(), bytes.end());
-}
 
-// Nanoseconds since the epoch.
-long long mtimeOf(const fs::path& path) {
-    struct stat st {};
-    EXPECT_EQ(::stat(path.c_str(), &st), 0) << path;
-    return st.st_mtim.tv_sec * 1'000'000'000LL + st.st_mtim.tv_nsec;
-}
-
-// A scratch home folder: HOME and XDG_DATA_HOME point into it, so that the default backup lands
-// here and never in the real home folder. With `xdgDataHome` false, XDG_DATA_HOME is empty and
-// the data folder falls back to ~/.local/share.
-struct Sandbox {
-    explicit Sandbox(bool xdgDataHome = true)
-        : env{"HOME=" + (dir / "home").string(), "XDG_DATA_HOME=" + (xdgDataHome ? (dir / "data").string() : "")},
-          initialBackup((xdgDataHome ? dir / "data" : dir / "home" / ".local" / "share") / "Orvane" / "Bookmarks (Initial Copy).plist") {}
-    test::RunResult cli(std::vector<std::string> args) const {
-        args.insert(args.begin(), test::cliPath());
-        return test::run(args, {}, env);
-    }
-    fs::path operator/(std::string_view name) const { return dir / name; }
-
-    test::TempDir dir;
-    std::vector<std::string> env;
-    fs::path initialBackup;
-};
-
-plist::Value untitledBookmark(std::string_view url) {
-    return test::withUUID(test::D({{"WebBookmarkType", test::S("WebBookmarkTypeLeaf")}, {"URLString", test::S(url)},
-                                   {"URIDictionary", plist::Value::dictionary()}}));
+void expectIn(const std::string& out, const std::vector<std::string>& parts) {
+    for (const std::string& part : parts) EXPECT_NE(out.find(part), std::string::npos) << part << " not in:\n" << out;
 }
 
 // Unsorted, with one of each thing a sort cleans up in the menu: a bookmark without an address,
@@ -78,13 +43,34 @@ const plist::Value& messyRoot() {
         folder("BookmarksMenu", {bookmark("Weather", "https://weather.example/"), bookmark("Broken", ""),
                                  folder("Zoo", {bookmark("Lion", "https://lion.example/"), bookmark("Tiger", "https://tiger.example/")}),
                                  bookmark("Weather", "https://weather.example/week"), bookmark("Lion again", "https://lion.example/"),
-                                 folder("Empty", {}), untitledBookmark("https://untitled.example/")}),
+                                 folder("Empty", {}), withUUID(D({{"WebBookmarkType", S("WebBookmarkTypeLeaf")},
+                                                                  {"URLString", S("https://untitled.example/")},
+                                                                  {"URIDictionary", plist::Value::dictionary()}}))}),
     });
     return root;
 }
 
+// A scratch home folder holding the messy bookmarks file: HOME and XDG_DATA_HOME point into it, so that the default
+// backup lands here and never in the real home folder. With `xdgDataHome` false, XDG_DATA_HOME is empty and the data
+// folder falls back to ~/.local/share.
+struct Sandbox {
+    explicit Sandbox(bool xdgDataHome = true)
+        : env{"HOME=" + (dir / "home").string(), "XDG_DATA_HOME=" + (xdgDataHome ? (dir / "data").string() : "")},
+          initialBackup((xdgDataHome ? dir / "data" : dir / "home" / ".local" / "share") / "Orvane" / "Bookmarks (Initial Copy).plist") {
+        test::writeFile(file, original);
+    }
+    test::RunResult cli(std::vector<std::string> args) const { return ::cli(std::move(args), {}, env); }
+    fs::path operator/(std::string_view name) const { return dir / name; }
+
+    test::TempDir dir;
+    std::vector<std::string> env;
+    fs::path initialBackup, file = dir / "Bookmarks.plist";
+    std::string original = test::toXml(messyRoot());
+};
+
 // The titles in the Bookmarks Bar and the Bookmarks Menu of the file.
-std::pair<std::vector<std::string>, std::vector<std::string>> barAndMenu(const fs::path& path) {
+using Titles = std::pair<std::vector<std::string>, std::vector<std::string>>;
+Titles barAndMenu(const fs::path& path) {
     const plist::Value root = plist::readPropertyList(test::readFile(path)).value;
     Orvane engine;
     return {test::titlesIn(engine.bookmarksBarDictionaryFromBookmarksFileRootNode(root)),
@@ -102,9 +88,9 @@ TEST(Cli, ConvertsBetweenFormatsThroughFilesAndPipes) {
 
     auto r = cli({"convert", "-o", binary.string(), xml.string()});
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    auto bytes = test::readFile(binary);
-    EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + 8), "bplist00");
-    EXPECT_TRUE(plist::readBinary(bytes).value == original);
+    const std::string bytes = test::readText(binary);
+    EXPECT_EQ(bytes.substr(0, 8), "bplist00");
+    EXPECT_TRUE(plist::readBinary(test::bytesOf(bytes)).value == original);
 
     r = cli({"convert", "--format", "xml", binary.string()});
     ASSERT_EQ(r.exitCode, 0) << r.err;
@@ -122,10 +108,8 @@ TEST(Cli, PrintsAnOutlineWithSpecialFoldersNamed) {
     test::writeFile(dir / "b.plist", kBookmarks);
     auto r = cli({"print", (dir / "b.plist").string()});
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_NE(r.out.find("\nHistory  (proxy)\n"), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("\nBookmarks Bar/\n  Café  <https://cafe.example/>\n"), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("\ncom.apple.ReadingList/  (hidden)\n"), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("1 bookmark in 2 folders"), std::string::npos) << r.out;
+    expectIn(r.out, {"\nHistory  (proxy)\n", "\nBookmarks Bar/\n  Café  <https://cafe.example/>\n",
+                     "\ncom.apple.ReadingList/  (hidden)\n", "1 bookmark in 2 folders"});
 }
 
 TEST(Cli, FailuresExitWithTheirCodeAndOneLineNamingTheFile) {
@@ -135,11 +119,7 @@ TEST(Cli, FailuresExitWithTheirCodeAndOneLineNamingTheFile) {
     test::writeFile(array, "(a, b)");
     test::writeFile(good, kBookmarks);
 
-    struct Case {
-        std::vector<std::string> args;
-        int exitCode;
-        std::string mention;
-    } cases[] = {
+    struct Case { std::vector<std::string> args; int exitCode; std::string mention; } cases[] = {
         {{}, 64, "usage"},
         {{"frobnicate"}, 64, "frobnicate"},
         {{"convert"}, 64, "FILE"},
@@ -157,90 +137,75 @@ TEST(Cli, FailuresExitWithTheirCodeAndOneLineNamingTheFile) {
         {{"convert", "-o", (dir / "no" / "dir.plist").string(), good.string()}, 6, "dir.plist"},
     };
     for (const Case& c : cases) {
-        auto r = cli(c.args);
-        std::string label = c.args.empty() ? "(no arguments)" : c.args[0] + " " + (c.args.size() > 1 ? c.args[1] : "");
-        EXPECT_EQ(r.exitCode, c.exitCode) << label << ": " << r.err;
-        EXPECT_NE(r.err.find(c.mention), std::string::npos) << label << ": " << r.err;
-        if (c.exitCode != 64) {
-            EXPECT_EQ(r.err.find('\n'), r.err.size() - 1) << "not one line: " << r.err;
-        }
+        SCOPED_TRACE(c.args.empty() ? "(no arguments)" : c.args[0] + " " + (c.args.size() > 1 ? c.args[1] : ""));
+        const auto r = cli(c.args);
+        EXPECT_EQ(r.exitCode, c.exitCode) << r.err;
+        EXPECT_NE(r.err.find(c.mention), std::string::npos) << r.err;
+        if (c.exitCode != 64) { EXPECT_EQ(r.err.find('\n'), r.err.size() - 1) << "not one line: " << r.err; }
     }
     EXPECT_FALSE(fs::exists(dir / "no"));
 
-    for (const char* command : {"convert", "print", "sort", "restore"}) {
-        auto r = cli({command, "--help"});
+    for (const std::string command : {"convert", "print", "sort", "restore"}) {
+        const auto r = cli({command, "--help"});
         EXPECT_EQ(r.exitCode, 0);
-        EXPECT_NE(r.out.find(std::string("orvane-cli ") + command), std::string::npos);
+        EXPECT_NE(r.out.find("orvane-cli " + command), std::string::npos);
     }
 }
 
 TEST(CliSort, SortsOnceKeepsTheFirstBackupAndLeavesASortedFileAlone) {
     Sandbox box;
-    const fs::path file = box / "Bookmarks.plist";
-    const std::string original = test::toXml(messyRoot());
-    test::writeFile(file, original);
-
-    auto r = box.cli({"sort", file.string()});
+    auto r = box.cli({"sort", box.file.string()});
     ASSERT_EQ(r.exitCode, 0) << r.err;
     EXPECT_EQ(r.out, "The bookmarks file was opened, sorted and saved.\n");
-    EXPECT_EQ(text(box.initialBackup), original);
-    EXPECT_EQ(text(file).substr(0, 8), "bplist00");
+    EXPECT_EQ(test::readText(box.initialBackup), box.original);
+    EXPECT_EQ(test::readText(box.file).substr(0, 8), "bplist00");
     // By default folders lead, duplicates go, same names are told apart and the bar keeps its order.
-    auto [bar, menu] = barAndMenu(file);
-    EXPECT_EQ(bar, (std::vector<std::string>{"Zebra", "Apple"}));
-    EXPECT_EQ(menu, (std::vector<std::string>{"Zoo", "https://untitled.example/", "Lion again", "Weather", "Weather 2"}));
+    EXPECT_EQ(barAndMenu(box.file),
+              Titles({"Zebra", "Apple"}, {"Zoo", "https://untitled.example/", "Lion again", "Weather", "Weather 2"}));
 
-    const long long sortedAt = mtimeOf(file);
-    r = box.cli({"sort", file.string()});
+    const auto sortedAt = fs::last_write_time(box.file);
+    r = box.cli({"sort", box.file.string()});
     EXPECT_EQ(r.exitCode, 0) << r.err;
     EXPECT_EQ(r.out, "The bookmarks file was opened, sorted and saved.\n"
                      "Nothing changed: the bookmarks were already in order, so the file was not written.\n");
-    EXPECT_EQ(mtimeOf(file), sortedAt);
+    EXPECT_EQ(fs::last_write_time(box.file), sortedAt);
 
     // Every option the other way round; the backup still holds the file as the first sort found it.
-    test::writeFile(file, test::toBinary(messyRoot()));
-    r = box.cli({"sort", "--sort-bookmarks-bar", "--no-folders-at-top", "--no-remove-duplicates", "--no-rename-samenamed", file.string()});
+    test::writeFile(box.file, test::toBinary(messyRoot()));
+    r = box.cli({"sort", "--sort-bookmarks-bar", "--no-folders-at-top", "--no-remove-duplicates", "--no-rename-samenamed", box.file.string()});
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    std::tie(bar, menu) = barAndMenu(file);
-    EXPECT_EQ(bar, (std::vector<std::string>{"Apple", "Zebra"}));
-    EXPECT_EQ(menu, (std::vector<std::string>{"https://untitled.example/", "Lion again", "Weather", "Weather", "Zoo"}));
-    EXPECT_EQ(text(box.initialBackup), original);
+    EXPECT_EQ(barAndMenu(box.file),
+              Titles({"Apple", "Zebra"}, {"https://untitled.example/", "Lion again", "Weather", "Weather", "Zoo"}));
+    EXPECT_EQ(test::readText(box.initialBackup), box.original);
 
     // Without a backup nothing is copied, even when there is no backup yet.
     fs::remove(box.initialBackup);
-    test::writeFile(file, original);
-    r = box.cli({"sort", "--no-backup", file.string()});
+    test::writeFile(box.file, box.original);
+    r = box.cli({"sort", "--no-backup", box.file.string()});
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_NE(text(file), original);
+    EXPECT_NE(test::readText(box.file), box.original);
     EXPECT_FALSE(fs::exists(box.initialBackup));
 }
 
 TEST(CliSort, DryRunWritesNothingAndReportsWhatASortWouldDo) {
     Sandbox box;
-    const fs::path file = box / "Bookmarks.plist";
-    const std::string original = test::toXml(messyRoot());
-    test::writeFile(file, original);
-
-    auto r = box.cli({"sort", "--dry-run", file.string()});
+    auto r = box.cli({"sort", "--dry-run", box.file.string()});
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_EQ(text(file), original);
+    EXPECT_EQ(test::readText(box.file), box.original);
     EXPECT_FALSE(fs::exists(box.initialBackup));
-    for (const std::string& expected : std::vector<std::string>{"broken bookmarks removed: 1\n", "duplicates removed: 1\n", "empty folders removed: 1\n",
-                                       "folders reordered: 1\n", "entries renamed: 2\n", "(untitled) \u2192 \u201Chttps://untitled.example/\u201D\n",
-                                       "\u201CWeather\u201D \u2192 \u201CWeather 2\u201D\n",
-                                       "file written: yes, after copying it to the initial backup \u201C" + box.initialBackup.string()})
-        EXPECT_NE(r.out.find(expected), std::string::npos) << expected << " not in:\n" << r.out;
+    expectIn(r.out, {"broken bookmarks removed: 1\n", "duplicates removed: 1\n", "empty folders removed: 1\n", "folders reordered: 1\n",
+                     "entries renamed: 2\n", "(untitled) \u2192 \u201Chttps://untitled.example/\u201D\n",
+                     "\u201CWeather\u201D \u2192 \u201CWeather 2\u201D\n",
+                     "file written: yes, after copying it to the initial backup \u201C" + box.initialBackup.string()});
 
-    r = box.cli({"sort", "-n", "--no-remove-duplicates", "--no-rename-samenamed", "--sort-bookmarks-bar", "--no-backup", file.string()});
+    r = box.cli({"sort", "-n", "--no-remove-duplicates", "--no-rename-samenamed", "--sort-bookmarks-bar", "--no-backup", box.file.string()});
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    for (const char* expected : {"duplicates removed: 0\n", "folders reordered: 2\n", "entries renamed: 1\n", "file written: yes, without a backup\n"})
-        EXPECT_NE(r.out.find(expected), std::string::npos) << expected << " not in:\n" << r.out;
+    expectIn(r.out, {"duplicates removed: 0\n", "folders reordered: 2\n", "entries renamed: 1\n", "file written: yes, without a backup\n"});
 
-    ASSERT_EQ(box.cli({"sort", file.string()}).exitCode, 0);
-    r = box.cli({"sort", "--dry-run", file.string()});
+    ASSERT_EQ(box.cli({"sort", box.file.string()}).exitCode, 0);
+    r = box.cli({"sort", "--dry-run", box.file.string()});
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_NE(r.out.find("folders reordered: 0\n"), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("file written: no"), std::string::npos) << r.out;
+    expectIn(r.out, {"folders reordered: 0\n", "file written: no"});
 }
 
 TEST(CliSort, FailuresExitWithTheJobsCodeAndLeaveTheFileAsItWas) {
@@ -248,12 +213,7 @@ TEST(CliSort, FailuresExitWithTheJobsCodeAndLeaveTheFileAsItWas) {
     using namespace test;
     const std::string noMenu = toXml(bookmarksRoot({folder("BookmarksBar", {bookmark("b", "https://b.example/"), bookmark("a", "https://a.example/")})}));
     const std::string newer = toXml(D({{"WebBookmarkType", S("WebBookmarkTypeList")}, {"WebBookmarkFileVersion", I(2)}, {"Children", A({})}}));
-    struct Case {
-        std::string name, contents;
-        std::vector<std::string> options;
-        int exitCode;
-        std::string mention;
-    } cases[] = {
+    struct Case { std::string name, contents; std::vector<std::string> options; int exitCode; std::string mention; } cases[] = {
         {"missing.plist", "", {}, 1, "The bookmarks file \u201C" + (box / "missing.plist").string() + "\u201D could not be located."},
         {"missing.plist", "", {"--dry-run"}, 1, "missing.plist\u201D could not be located."},
         {"array.plist", "(a, b)", {}, 3, "array.plist\u201D is not a bookmarks file."},
@@ -263,7 +223,7 @@ TEST(CliSort, FailuresExitWithTheJobsCodeAndLeaveTheFileAsItWas) {
              ": not a valid XML property list: line 1"},
         {"nomenu.plist", noMenu, {}, 70, "orvane-cli: The bookmarks file has no Bookmarks Bar or Bookmarks Menu; it was left unchanged.\n"},
         {"nomenu.plist", noMenu, {"--dry-run"}, 70, "has no Bookmarks Bar or Bookmarks Menu"},
-        {"backup.plist", toXml(messyRoot()), {"--backup", (box / "backup.plist" / "under-a-file.plist").string()}, 7,
+        {"backup.plist", box.original, {"--backup", (box / "backup.plist" / "under-a-file.plist").string()}, 7,
          "A backup for the bookmarks file \u201C" + (box / "backup.plist").string() + "\u201D could not be created."},
     };
     for (const Case& c : cases) {
@@ -277,41 +237,34 @@ TEST(CliSort, FailuresExitWithTheJobsCodeAndLeaveTheFileAsItWas) {
         EXPECT_EQ(r.exitCode, c.exitCode) << r.err;
         EXPECT_EQ(r.out, "");
         EXPECT_NE(r.err.find(c.mention), std::string::npos) << r.err;
-        if (c.exitCode != 1) {
-            EXPECT_EQ(text(file), c.contents);
-        }
+        if (c.exitCode != 1) { EXPECT_EQ(test::readText(file), c.contents); }
         EXPECT_FALSE(fs::exists(box.initialBackup));
     }
 
     // Safari's lock beside the file: the job waits its ten passes (about 3 s), then gives up.
-    const fs::path file = box / "locked" / "Bookmarks.plist";
-    fs::create_directories(box / "locked" / "lock");
-    writeFile(file, toXml(messyRoot()));
-    const auto r = box.cli({"sort", file.string()});
+    fs::create_directories(box / "lock");
+    const auto r = box.cli({"sort", box.file.string()});
     EXPECT_EQ(r.exitCode, 8);
     EXPECT_EQ(r.err, "orvane-cli: Safari is currently using the bookmarks file, please wait a while before sorting.\n"
-                     "orvane-cli: Safari's \u201Clock\u201D item is at \u201C" + (box / "locked" / "lock").string() + "\u201D\n");
-    EXPECT_EQ(text(file), toXml(messyRoot()));
+                     "orvane-cli: Safari's \u201Clock\u201D item is at \u201C" + (box / "lock").string() + "\u201D\n");
+    EXPECT_EQ(test::readText(box.file), box.original);
 }
 
 TEST(CliRestore, PutsTheBackupBackAndConsumesIt) {
     Sandbox box(/*xdgDataHome=*/false);
-    const fs::path file = box / "Bookmarks.plist";
-    const std::string original = test::toXml(messyRoot());
-    test::writeFile(file, original);
-    ASSERT_EQ(box.cli({"sort", file.string()}).exitCode, 0);
+    ASSERT_EQ(box.cli({"sort", box.file.string()}).exitCode, 0);
     ASSERT_TRUE(fs::exists(box.initialBackup));
 
-    auto r = box.cli({"restore", file.string()});
+    auto r = box.cli({"restore", box.file.string()});
     ASSERT_EQ(r.exitCode, 0) << r.err;
     EXPECT_EQ(r.out, "The initial backup of your bookmarks have now been restored.\n");
-    EXPECT_EQ(text(file), original);
+    EXPECT_EQ(test::readText(box.file), box.original);
     EXPECT_FALSE(fs::exists(box.initialBackup));
 
-    r = box.cli({"restore", file.string()});
+    r = box.cli({"restore", box.file.string()});
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_NE(r.err.find("\u201C" + box.initialBackup.string() + "\u201D could not be located"), std::string::npos) << r.err;
-    EXPECT_EQ(text(file), original);
+    EXPECT_EQ(test::readText(box.file), box.original);
 
     test::writeFile(box / "other.plist", "backup");
     r = box.cli({"restore", "--backup", (box / "other.plist").string(), (box / "missing.plist").string()});
@@ -325,45 +278,41 @@ TEST(CliRestore, PutsTheBackupBackAndConsumesIt) {
 TEST(CliSort, SortsEveryRealFileOrLeavesItUntouched) {
     if (test::python3().empty()) GTEST_SKIP() << "no python3 to run plistlib";
     Sandbox box;
-    const fs::path countLeaves = box / "count_leaves.py";
-    test::writeFile(countLeaves, R"(import plistlib, sys
+    const std::string countLeaves = R"(import plistlib, sys
 def leaves(node):
-    if node.get("WebBookmarkType") == "WebBookmarkTypeLeaf":
-        return 1
+    if node.get("WebBookmarkType") == "WebBookmarkTypeLeaf": return 1
     return sum(leaves(child) for child in node.get("Children", []))
-with open(sys.argv[1], "rb") as f:
-    print(leaves(plistlib.load(f)))
-)");
+print(leaves(plistlib.load(open(sys.argv[1], "rb"))))
+)";
     int sorted = 0, refused = 0;
     for (const fs::path& real : test::realBookmarkFiles()) {
-        SCOPED_TRACE(real.filename().string());
-        const fs::path file = box / real.filename().string();
+        const std::string name = real.filename().string();
+        SCOPED_TRACE(name);
+        const fs::path file = box / name, backup = box / (name + ".backup");
         fs::copy_file(real, file);
-        const std::string original = text(file);
+        const std::string original = test::readText(file);
         Orvane engine;
         const plist::Value loaded = parse(original);
         const bool supported = !engine.bookmarksBarDictionaryFromBookmarksFileRootNode(loaded).isNull() &&
                                !engine.bookmarksMenuDictionaryFromBookmarksFileRootNode(loaded).isNull();
-        const fs::path backup = box / (real.filename().string() + ".backup");
         auto r = box.cli({"sort", "--backup", backup.string(), file.string()});
+        ++(supported ? sorted : refused);
         if (!supported) {
-            ++refused;
             EXPECT_EQ(r.exitCode, 70) << r.err;
-            EXPECT_EQ(text(file), original);
+            EXPECT_EQ(test::readText(file), original);
             EXPECT_FALSE(fs::exists(backup));
             continue;
         }
-        ++sorted;
         ASSERT_EQ(r.exitCode, 0) << r.err;
-        const auto py = test::run({test::python3(), countLeaves.string(), file.string()});
+        const auto py = test::run({test::python3(), "-c", countLeaves, file.string()});
         ASSERT_EQ(py.exitCode, 0) << py.err;
-        EXPECT_EQ(py.out, std::to_string(engine.numberOfBookmarksInDictionary(parse(text(file)))) + "\n");
+        EXPECT_EQ(py.out, std::to_string(engine.numberOfBookmarksInDictionary(parse(test::readText(file)))) + "\n");
 
-        const long long sortedAt = mtimeOf(file);
+        const auto sortedAt = fs::last_write_time(file);
         r = box.cli({"sort", "--backup", backup.string(), file.string()});
         EXPECT_EQ(r.exitCode, 0) << r.err;
         EXPECT_NE(r.out.find("Nothing changed"), std::string::npos) << r.out;
-        EXPECT_EQ(mtimeOf(file), sortedAt);
+        EXPECT_EQ(fs::last_write_time(file), sortedAt);
     }
     EXPECT_GT(sorted, 0);
     EXPECT_GT(refused, 0);

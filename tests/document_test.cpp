@@ -1,11 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <string>
-#include <vector>
 
 #include "atomic_file.h"
 #include "bookmarks_document.h"
@@ -30,11 +25,6 @@ struct CapturedLog {
     ScopedLogSink scope{[this](std::string_view line) { lines.emplace_back(line); }};
 };
 
-mode_t modeOf(const fs::path& p) {
-    struct stat st;
-    EXPECT_EQ(::stat(p.c_str(), &st), 0);
-    return st.st_mode & 07777;
-}
 
 std::size_t entriesIn(const fs::path& folder) {
     return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
@@ -58,9 +48,7 @@ TEST(BookmarksDocument, ReadsAnyFormatButWritesBinaryWhenNewlyMade) {
     BookmarksDocument writer;
     writer.setBookmarksDictionary(reader.bookmarksDictionary());
     ASSERT_TRUE(writer.writeToURL(xml, "plist", &error)) << error.localizedDescription;
-    auto written = test::readFile(xml);
-    ASSERT_GE(written.size(), 8u);
-    EXPECT_EQ(std::string(written.begin(), written.begin() + 8), "bplist00");
+    EXPECT_EQ(test::readText(xml).substr(0, 8), "bplist00");
     EXPECT_TRUE(Orvane().bookmarksDictionaryWithFilename(xml) == reader.bookmarksDictionary());
 }
 
@@ -95,9 +83,7 @@ TEST(BookmarksDocument, SerialisationFailuresAreLoggedAndLeaveTheFileAlone) {
     test::writeFile(target, "original");
 
     BookmarksDocument document;
-    Value root = Value::dictionary();
-    root.asDictionary()->set("Broken", Value());  // a null cannot be serialised
-    document.setBookmarksDictionary(root);
+    document.setBookmarksDictionary(test::D({{"Broken", Value()}}));  // a null cannot be serialised
     DocumentError error;
     EXPECT_FALSE(document.dataOfType("plist", &error).has_value());
     EXPECT_FALSE(error.localizedDescription.empty());
@@ -106,8 +92,7 @@ TEST(BookmarksDocument, SerialisationFailuresAreLoggedAndLeaveTheFileAlone) {
 
     EXPECT_FALSE(document.writeToURL(target, "plist", &error));
     EXPECT_EQ(error.domain, kCocoaErrorDomain);
-    auto after = test::readFile(target);
-    EXPECT_EQ(std::string(after.begin(), after.end()), "original");
+    EXPECT_EQ(test::readText(target), "original");
     EXPECT_EQ(entriesIn(dir.path()), 1u) << "the temporary file was left behind";
 
     document.setPropertyListFormat(Format::OpenStep);
@@ -117,34 +102,24 @@ TEST(BookmarksDocument, SerialisationFailuresAreLoggedAndLeaveTheFileAlone) {
 
 TEST(AtomicWrite, KeepsPermissionsFollowsLinksAndNeverLeavesHalfAFile) {
     test::TempDir dir;
-    const fs::path real = dir / "real.plist";
-    const fs::path link = dir / "Bookmarks.plist";
+    const fs::path real = dir / "real.plist", link = dir / "Bookmarks.plist";
     test::writeFile(real, "old contents");
     ASSERT_EQ(::chmod(real.c_str(), 0640), 0);
     fs::create_symlink("real.plist", link);
 
-    auto produce = [](std::string text) {
-        return [text](plist::Sink& sink) {
-            sink.write(text);
-            return std::string();
-        };
-    };
+    auto produce = [](std::string text) { return [text](plist::Sink& sink) { sink.write(text); return std::string(); }; };
     ASSERT_TRUE(writeFileAtomically(link, produce("new contents")).ok());
     EXPECT_TRUE(fs::is_symlink(link));
-    auto bytes = test::readFile(real);
-    EXPECT_EQ(std::string(bytes.begin(), bytes.end()), "new contents");
-    EXPECT_EQ(modeOf(real), 0640u);
+    EXPECT_EQ(test::readText(real), "new contents");
+    EXPECT_EQ(fs::status(real).permissions() & fs::perms::mask, fs::perms(0640));
     EXPECT_EQ(entriesIn(dir.path()), 2u);
 
     // A producer that fails midway: the old file stays whole and no temporary file remains.
-    IoError failed = writeFileAtomically(link, [](plist::Sink& sink) {
-        sink.write(std::string_view("partial"));
-        return std::string("gave up");
-    });
+    const IoError failed =
+        writeFileAtomically(link, [](plist::Sink& sink) { sink.write(std::string_view("partial")); return std::string("gave up"); });
     EXPECT_FALSE(failed.ok());
     EXPECT_EQ(failed.message, "gave up");
-    bytes = test::readFile(real);
-    EXPECT_EQ(std::string(bytes.begin(), bytes.end()), "new contents");
+    EXPECT_EQ(test::readText(real), "new contents");
     EXPECT_EQ(entriesIn(dir.path()), 2u);
 
     // Targets that cannot be replaced report the path and the reason.

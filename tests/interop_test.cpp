@@ -1,28 +1,24 @@
-// Cross-checks with Python's plistlib: what we write must load there as the same values, what
-// plistlib writes must load here as the same values, and plistlib must lay out our binary files
-// exactly as we do.
+// Cross-checks with Python's plistlib: what we write must load there as the same values, what plistlib writes must
+// load here as the same values, and plistlib must lay out our binary files exactly as we do.
 #include <gtest/gtest.h>
 
 #include <array>
 #include <bit>
 #include <cmath>
 #include <random>
-#include <string>
-#include <vector>
 
-#include "plist/codec.h"
 #include "test_support.h"
 
 namespace orvane::plist {
 namespace {
 
-// Random trees of every type plistlib can hold in both formats (it has no UIDs in XML), within
-// what both can represent: no NaN or infinity, whole-second dates in plausible years, no control
-// characters but tab and newline (XML cannot hold them, and plistlib turns "\r" into "\n").
-// plistlib shares equal scalars by Python equality, which merges 0.0 and -0.0: only -0.0 is made.
-class Generator {
-public:
-    explicit Generator(std::uint64_t seed) : rng_(seed) {}
+// Random trees of every type plistlib can hold in both formats (it has no UIDs in XML), within what both can
+// represent: no NaN or infinity, whole-second dates in plausible years, no control characters but tab and newline
+// (XML cannot hold them, and plistlib turns "\r" into "\n"). plistlib shares equal scalars by Python equality,
+// which merges 0.0 and -0.0: only -0.0 is made.
+struct Generator {
+    std::mt19937_64 rng;
+    std::array<int, 9> kinds{};
 
     // Above depth 3, half the values are containers.
     Value any(int depth) {
@@ -34,11 +30,10 @@ public:
         case 1: return integer();
         case 2: return real();
         case 3: return Value::date(static_cast<double>(static_cast<std::int64_t>(below(150ull * 365 * 86400)) - 50ll * 365 * 86400));
-        case 4:
-        case 5: return Value::string(text());
+        case 4: case 5: return Value::string(text());
         case 6: {
             std::vector<std::uint8_t> bytes(below(4) == 0 ? 0 : below(120));
-            for (auto& b : bytes) b = static_cast<std::uint8_t>(rng_());
+            for (auto& b : bytes) b = static_cast<std::uint8_t>(rng());
             return Value::data(bytes);
         }
         default: return container(kind == 7, depth);
@@ -47,27 +42,20 @@ public:
 
     Value container(bool array, int depth) {
         Value c = array ? Value::array() : Value::dictionary();
-        for (std::uint64_t n = below(depth == 0 ? 20 : 6); n > 0; --n) {
-            if (array)
-                c.asArray()->append(any(depth + 1));
-            else
-                c.asDictionary()->set(text(), any(depth + 1));
-        }
+        for (std::uint64_t n = below(depth == 0 ? 20 : 6); n > 0; --n)
+            array ? c.asArray()->append(any(depth + 1)) : c.asDictionary()->set(text(), any(depth + 1));
         return c;
     }
 
-    std::array<int, 9> kinds{};
-
-private:
-    std::uint64_t below(std::uint64_t n) { return rng_() % n; }
+    std::uint64_t below(std::uint64_t n) { return rng() % n; }
 
     Value integer() {
         static const std::int64_t edges[] = {0, 1, 14, 15, 255, 256, 65535, 65536, 4294967295, 4294967296, INT64_MAX, INT64_MIN, -1, -256};
         switch (below(5)) {
         case 0: return Value::integer(edges[below(std::size(edges))]);
         case 1: return Value::integer(static_cast<std::int64_t>(below(100000)) - 50000);
-        case 2: return Value::integer(static_cast<std::int64_t>(rng_()));
-        case 3: return Value::unsignedInteger(below(3) == 0 ? UINT64_MAX : rng_() | (std::uint64_t{1} << 63));
+        case 2: return Value::integer(static_cast<std::int64_t>(rng()));
+        case 3: return Value::unsignedInteger(below(3) == 0 ? UINT64_MAX : rng() | (std::uint64_t{1} << 63));
         default: return Value::integer(static_cast<std::int64_t>(below(300)));
         }
     }
@@ -76,7 +64,7 @@ private:
         static const double edges[] = {-0.0, 1.0, -3.0, 42.0, 1e300, -2.5e-300, 5e-324, 0.1, 9007199254740993.0, 1e16};
         if (below(2) == 0) return Value::real(edges[below(std::size(edges))]);
         for (;;)
-            if (const double d = std::bit_cast<double>(rng_()); std::isfinite(d) && d != 0.0) return Value::real(d);
+            if (const double d = std::bit_cast<double>(rng()); std::isfinite(d) && d != 0.0) return Value::real(d);
     }
 
     std::string text() {
@@ -88,20 +76,16 @@ private:
         for (std::uint64_t n = below(4) == 0 ? 0 : below(below(3) == 0 ? 40 : 12); n > 0; --n) s += pieces[below(asciiOnly ? 14 : std::size(pieces))];
         return s;
     }
-
-    std::mt19937_64 rng_;
 };
 
-// plistlib loads each of our files and writes it again in the other format: N.py.xml from our
-// N.bin, N.py.bin from our N.xml. Reading those back here closes the loop, so a value plistlib
-// reads differently from what we wrote cannot come back equal. It also reports each N.bin it
-// lays out differently from us.
+// plistlib loads each of our files and writes it again in the other format: N.py.xml from our N.bin, N.py.bin
+// from our N.xml. Reading those back here closes the loop, so a value plistlib reads differently from what we wrote
+// cannot come back equal. It also reports each N.bin it lays out differently from us.
 const char* const kScript = R"PY(
 import plistlib, sys
 
-folder, count = sys.argv[1], int(sys.argv[2])
-for i in range(count):
-    base = '%s/%d' % (folder, i)
+for i in range(int(sys.argv[2])):
+    base = '%s/%d' % (sys.argv[1], i)
     ours = open(base + '.bin', 'rb').read()
     fromBinary = plistlib.loads(ours)
     if plistlib.dumps(fromBinary, fmt=plistlib.FMT_BINARY, sort_keys=False) != ours: print('layout differs:', i)
@@ -113,7 +97,7 @@ for i in range(count):
 TEST(Plistlib, RandomValuesAgreeBothWays) {
     if (test::python3().empty()) GTEST_SKIP() << "no python3 to run plistlib";
     constexpr int kValues = 300;
-    Generator gen(0x0A17A5E);
+    Generator gen{std::mt19937_64(0x0A17A5E)};
     std::vector<Value> values;
     for (int i = 0; i < kValues; ++i) values.push_back(i % 10 == 0 ? gen.any(3) : gen.container(i % 2 == 0, 0));  // a few scalar roots too
     for (int kind = 0; kind < 9; ++kind) EXPECT_GT(gen.kinds[kind], 20) << "the generator hardly makes kind " << kind;

@@ -13,10 +13,8 @@ namespace orvane {
 namespace {
 
 TEST(Messages, BothTablesWithTheirGaps) {
-    const std::string success = "The sorted bookmark plist file was successfully written to disk.";
-    EXPECT_EQ(Orvane::stringFromOVError(0), success);
-    EXPECT_EQ(Orvane::stringFromOVError(42), success);
-    EXPECT_EQ(Orvane::stringFromOVError(9), success);
+    for (std::uint32_t code : {0, 42, 9})
+        EXPECT_EQ(Orvane::stringFromOVError(code), "The sorted bookmark plist file was successfully written to disk.") << code;
     EXPECT_EQ(Orvane::stringFromOVError(8), "Could not write the bookmark plist file, some other process is using it.");
     EXPECT_EQ(Orvane::stringFromOVError(2), "Could not find the output bookmark plist file.");
 
@@ -61,12 +59,9 @@ TEST(Helpers, UUIDsAreFreshAndWellFormed) {
 
 TEST(Helpers, ConditionalInsertIsExact) {
     StringSet set(2);
-    EXPECT_TRUE(insertObject(set, plist::Value::string("News")));
-    EXPECT_FALSE(insertObject(set, plist::Value::string("News")));
-    EXPECT_TRUE(insertObject(set, plist::Value::string("news")));
-    EXPECT_TRUE(insertObject(set, plist::Value::string("News ")));
-    EXPECT_TRUE(insertObject(set, plist::Value::string("Cafe\u0301")));  // not normalised
-    EXPECT_TRUE(insertObject(set, plist::Value::string("Caf\u00E9")));
+    const std::pair<const char*, bool> inserts[] = {{"News", true}, {"News", false}, {"news", true}, {"News ", true},
+                                                    {"Cafe\u0301", true} /* not normalised */, {"Caf\u00E9", true}};
+    for (const auto& [text, isNew] : inserts) EXPECT_EQ(insertObject(set, plist::Value::string(text)), isNew) << text;
     EXPECT_EQ(set.size(), 5u);
 }
 

@@ -2,9 +2,6 @@
 // strategy through operations that fail on purpose.
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
 #include "log.h"
 #include "replace_item.h"
 #include "test_support.h"
@@ -15,10 +12,6 @@ namespace {
 namespace fs = std::filesystem;
 using namespace test;
 
-std::string contentsOf(const fs::path& path) {
-    const auto bytes = readFile(path);
-    return std::string(bytes.begin(), bytes.end());
-}
 
 // The system's operations, but without an atomic replace: the exchange strategy.
 struct ExchangeOnly : ReplaceOperations {
@@ -34,12 +27,12 @@ TEST(ReplaceItem, BothStrategiesPutTheReplacementInPlaceAndUseItUp) {
         writeFile(first, "old");
         writeFile(second, "new");
         EXPECT_TRUE(replaceItemAtPath(first, second, *operations));
-        EXPECT_EQ(contentsOf(first), "new");
+        EXPECT_EQ(readText(first), "new");
         EXPECT_FALSE(fs::exists(second));
 
         // No replacement: nothing happens to the first file.
         EXPECT_FALSE(replaceItemAtPath(first, dir / "missing", *operations));
-        EXPECT_EQ(contentsOf(first), "new");
+        EXPECT_EQ(readText(first), "new");
     }
 }
 
@@ -68,13 +61,13 @@ TEST(ReplaceItem, AFailedReplaceBringsTheOldFileBackOrSaysWhereItIs) {
     writeFile(first, "old");
     writeFile(second, "new");
     EXPECT_FALSE(replaceItemAtPath(first, second, operations));
-    EXPECT_EQ(contentsOf(first), "old");
+    EXPECT_EQ(readText(first), "old");
     EXPECT_TRUE(lines.empty());
 
     operations.moveBackFails = true;
     EXPECT_FALSE(replaceItemAtPath(first, second, operations));
     EXPECT_FALSE(fs::exists(first));
-    EXPECT_EQ(contentsOf(operations.aside), "old");
+    EXPECT_EQ(readText(operations.aside), "old");
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_EQ(lines[0], "-[NSFileManager(ReplaceItemWithItem) replaceItemAtPath:withItemAtPath:] Error while trying to restore the original "
                         "file (currently at \u201C" + operations.aside.string() + "\u201D) reason: permission denied");
@@ -85,8 +78,8 @@ TEST(ReplaceItem, AFailedReplaceBringsTheOldFileBackOrSaysWhereItIs) {
     } stuck;
     writeFile(first, "old");
     EXPECT_FALSE(replaceItemAtPath(first, second, stuck));
-    EXPECT_EQ(contentsOf(first), "new");
-    EXPECT_EQ(contentsOf(second), "old");
+    EXPECT_EQ(readText(first), "new");
+    EXPECT_EQ(readText(second), "old");
 }
 
 }  // namespace

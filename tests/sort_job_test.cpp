@@ -3,12 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <sys/stat.h>
 
 #include "bookmark_trees.h"
 #include "bookmarks_document.h"
-#include "plist/codec.h"
 
 namespace orvane {
 namespace {
@@ -24,7 +22,7 @@ const plist::Value& unsortedRoot() {
     return root;
 }
 
-void writeTree(const fs::path& path, const plist::Value& root, bool xml = false) { writeFile(path, xml ? toXml(root) : toBinary(root)); }
+void writeTree(const fs::path& path, const plist::Value& root) { writeFile(path, toBinary(root)); }
 
 plist::Value readTree(const fs::path& path) {
     plist::ReadResult r = plist::readPropertyList(readFile(path));
@@ -32,22 +30,20 @@ plist::Value readTree(const fs::path& path) {
     return r.value;
 }
 
-timespec mtimeOf(const fs::path& path) {
-    struct stat st {};
-    EXPECT_EQ(::stat(path.c_str(), &st), 0);
-    return st.st_mtim;
-}
+// Moves a file's date on, as another writer would.
+void touch(const fs::path& path, fs::file_time_type::duration by) { fs::last_write_time(path, fs::last_write_time(path) + by); }
 
-// An engine for `dir`/Bookmarks.plist with the desktop application's settings, and no sleeping.
+// An engine for `dir`/Bookmarks.plist with the desktop application's settings, and no sleeping; the
+// file gets the unsorted tree, in binary, when `unsorted` asks for it.
 struct Job {
-    explicit Job(const TempDir& dir) : file(dir / "Bookmarks.plist"), backup(dir / "Orvane" / "deeper" / "Initial Copy.plist") {
+    explicit Job(const TempDir& dir, bool unsorted = false)
+        : file(dir / "Bookmarks.plist"), backup(dir / "Orvane" / "deeper" / "Initial Copy.plist") {
         engine.setBookmarksFilename(file.string());
         engine.setBackupFilename(backup.string());
-        engine.setArrangeFoldersAtTop(true);
-        engine.setRemoveDuplicates(true);
-        engine.setRenameSamenamed(true);
-        engine.setWriteBackupFile(true);
+        for (auto on : {&Orvane::setArrangeFoldersAtTop, &Orvane::setRemoveDuplicates, &Orvane::setRenameSamenamed, &Orvane::setWriteBackupFile})
+            (engine.*on)(true);
         engine.setSleepFunction([this](std::chrono::milliseconds) { ++sleeps; });
+        if (unsorted) writeTree(file, unsortedRoot());
     }
     fs::path file, backup;
     Orvane engine;
@@ -57,71 +53,55 @@ struct Job {
 TEST(SortJob, SortsOnceBacksUpOnceAndLeavesASortedFileAlone) {
     TempDir dir;
     Job job(dir);
-    writeTree(job.file, unsortedRoot(), /*xml=*/true);
-    ::chmod(job.file.c_str(), 0640);
     const std::string original = toXml(unsortedRoot());
+    writeFile(job.file, original);
+    ::chmod(job.file.c_str(), 0640);
 
     EXPECT_EQ(job.engine.sortBookmarks(), OVErrorSuccess);
     // The backup holds the file as it was, with its permission bits, in a folder made for it.
-    const auto backup = readFile(job.backup);
-    EXPECT_EQ(std::string(backup.begin(), backup.end()), original);
+    EXPECT_EQ(readText(job.backup), original);
     EXPECT_EQ(fs::status(job.backup).permissions(), fs::status(job.file).permissions());
     EXPECT_EQ(fs::status(job.file).permissions() & fs::perms::all, fs::perms(0640));
 
     // Written back in binary, sorted, with a fresh identity for the root.
-    const auto written = readFile(job.file);
-    EXPECT_EQ(std::string(written.begin(), written.begin() + 8), "bplist00");
+    EXPECT_EQ(readText(job.file).substr(0, 8), "bplist00");
     const plist::Value sorted = readTree(job.file);
-    EXPECT_EQ(titlesIn(sorted), (std::vector<std::string>{"History", "BookmarksBar", "BookmarksMenu", "Loose"}));
-    EXPECT_EQ(titlesIn(childrenOf(sorted)[2]), (std::vector<std::string>{"y", "z"}));
+    EXPECT_EQ(titlesIn(sorted), (Titles{"History", "BookmarksBar", "BookmarksMenu", "Loose"}));
+    EXPECT_EQ(titlesIn(childrenOf(sorted)[2]), (Titles{"y", "z"}));
     const std::string_view uuid = sorted.asDictionary()->find("WebBookmarkUUID")->asString();
     EXPECT_EQ(uuid.size(), 36u);
     EXPECT_NE(uuid, unsortedRoot().asDictionary()->find("WebBookmarkUUID")->asString());
 
     // Sorted already: nothing is written, not even the file's date changes.
-    const timespec before = mtimeOf(job.file);
-    Job again(dir);
-    EXPECT_EQ(again.engine.sortBookmarks(), OVErrorSuccess);
-    const timespec after = mtimeOf(job.file);
-    EXPECT_EQ(before.tv_sec, after.tv_sec);
-    EXPECT_EQ(before.tv_nsec, after.tv_nsec);
+    const fs::file_time_type before = fs::last_write_time(job.file);
+    EXPECT_EQ(Job(dir).engine.sortBookmarks(), OVErrorSuccess);
+    EXPECT_TRUE(fs::last_write_time(job.file) == before);
 
     // An existing backup is never replaced, however old.
-    writeTree(job.file, unsortedRoot());
-    Job third(dir);
-    EXPECT_EQ(third.engine.sortBookmarks(), OVErrorSuccess);
-    const auto kept = readFile(job.backup);
-    EXPECT_EQ(std::string(kept.begin(), kept.end()), original);
+    EXPECT_EQ(Job(dir, /*unsorted=*/true).engine.sortBookmarks(), OVErrorSuccess);
+    EXPECT_EQ(readText(job.backup), original);
 }
 
 TEST(SortJob, CodesForFilesItCannotUse) {
     TempDir dir;
-    Job job(dir);
-    EXPECT_EQ(job.engine.sortBookmarks(), OVErrorFileNotFound);
+    EXPECT_EQ(Job(dir).engine.sortBookmarks(), OVErrorFileNotFound);
 
-    const struct {
-        std::string contents;
-        std::uint32_t code;
-    } cases[] = {
-        {"not a property list", OVErrorCannotRead},
-        {toXml(A({})), OVErrorNotBookmarksFile},
+    const std::pair<std::string, std::uint32_t> cases[] = {
+        {"not a property list", OVErrorCannotRead}, {toXml(A({})), OVErrorNotBookmarksFile},
         {toXml(D({{"WebBookmarkType", S("WebBookmarkTypeLeaf")}})), OVErrorNotBookmarksFile},
         {toXml(D({{"WebBookmarkType", S("WebBookmarkTypeList")}, {"WebBookmarkFileVersion", I(2)}})), OVErrorUnknownVersion},
         {toXml(bookmarksRoot({folder("BookmarksBar", {bookmark("b", "https://b.example/"), bookmark("a", "https://a.example/")})})),
-         kOVUnsupportedBookmarksFile},
-    };
-    for (const auto& c : cases) {
+         kOVUnsupportedBookmarksFile}};
+    for (const auto& [contents, code] : cases) {
         Job attempt(dir);
-        writeFile(attempt.file, c.contents);
-        EXPECT_EQ(attempt.engine.sortBookmarks(), c.code) << c.contents;
-        const auto after = readFile(attempt.file);
-        EXPECT_EQ(std::string(after.begin(), after.end()), c.contents);
+        writeFile(attempt.file, contents);
+        EXPECT_EQ(attempt.engine.sortBookmarks(), code) << contents;
+        EXPECT_EQ(readText(attempt.file), contents);
         EXPECT_FALSE(fs::exists(attempt.backup));
     }
 
     // A backup that cannot be made stops the job before the file is touched.
-    Job blocked(dir);
-    writeTree(blocked.file, unsortedRoot());
+    Job blocked(dir, /*unsorted=*/true);
     writeFile(dir / "plain file", "x");
     blocked.engine.setBackupFilename((dir / "plain file" / "backup.plist").string());
     EXPECT_EQ(blocked.engine.sortBookmarks(), OVErrorCannotWriteBackup);
@@ -130,50 +110,38 @@ TEST(SortJob, CodesForFilesItCannotUse) {
 
 TEST(SortJob, WaitsWhileLockedAndStartsOverWhenTheFileChanges) {
     TempDir dir;
-    {
-        // Locked throughout: ten pauses, then busy, and the file untouched.
-        Job job(dir);
-        writeTree(job.file, unsortedRoot());
+    {  // Locked throughout: ten pauses, then busy, and the file untouched.
+        Job job(dir, /*unsorted=*/true);
         writeFile(dir / "lock", "");
         EXPECT_EQ(job.engine.sortBookmarks(), OVErrorFileBusy);
         EXPECT_EQ(job.sleeps, 10);
         EXPECT_EQ(toBinary(readTree(job.file)), toBinary(unsortedRoot()));
         fs::remove(dir / "lock");
     }
-    {
-        // Locked only after the first pass has read and sorted the unchanged file: that result
-        // is written.
-        Job job(dir);
-        writeTree(job.file, unsortedRoot());
+    {  // Locked only after the first pass has read and sorted the unchanged file: that result is written.
+        Job job(dir, /*unsorted=*/true);
         job.engine.setPassObserver([&](int) { writeFile(dir / "lock", ""); });
         EXPECT_EQ(job.engine.sortBookmarks(), OVErrorSuccess);
         EXPECT_EQ(job.sleeps, 0);
-        EXPECT_EQ(titlesIn(childrenOf(readTree(job.file))[2]), (std::vector<std::string>{"y", "z"}));
+        EXPECT_EQ(titlesIn(childrenOf(readTree(job.file))[2]), (Titles{"y", "z"}));
         fs::remove(dir / "lock");
     }
-    {
-        // Changed by someone else during every pass: busy after ten passes.
-        Job job(dir);
-        writeTree(job.file, unsortedRoot());
+    {  // Changed by someone else during every pass: busy after ten passes.
+        Job job(dir, /*unsorted=*/true);
         int passes = 0;
-        job.engine.setPassObserver([&](int) {
-            ++passes;
-            fs::last_write_time(job.file, fs::last_write_time(job.file) + std::chrono::nanoseconds(1000));
-        });
+        job.engine.setPassObserver([&](int) { ++passes; touch(job.file, std::chrono::nanoseconds(1000)); });
         EXPECT_EQ(job.engine.sortBookmarks(), OVErrorFileBusy);
         EXPECT_EQ(passes, 10);
     }
-    {
-        // Changed once, during the first pass: the second pass reads the new contents.
-        Job job(dir);
-        writeTree(job.file, unsortedRoot());
+    {  // Changed once, during the first pass: the second pass reads the new contents.
+        Job job(dir, /*unsorted=*/true);
         job.engine.setPassObserver([&](int pass) {
             if (pass != 1) return;
             writeTree(job.file, bookmarksRoot({folder("BookmarksBar", {}), folder("BookmarksMenu", {bookmark("2", "https://2.example/"), bookmark("1", "https://1.example/")})}));
-            fs::last_write_time(job.file, fs::last_write_time(job.file) + std::chrono::seconds(1));
+            touch(job.file, std::chrono::seconds(1));
         });
         EXPECT_EQ(job.engine.sortBookmarks(), OVErrorSuccess);
-        EXPECT_EQ(titlesIn(childrenOf(readTree(job.file))[1]), (std::vector<std::string>{"1", "2"}));
+        EXPECT_EQ(titlesIn(childrenOf(readTree(job.file))[1]), (Titles{"1", "2"}));
     }
 }
 
@@ -190,8 +158,7 @@ TEST(SortJob, RestorePutsTheBackupBackAndUsesItUp) {
     EXPECT_EQ(job.engine.restoreBackedUpBookmarks(), OVErrorSuccess);
     EXPECT_FALSE(fs::exists(job.backup));
     EXPECT_TRUE(fs::is_symlink(job.file));  // the link stays; the file it names is replaced
-    const auto restored = readFile(dir / "real.plist");
-    EXPECT_EQ(std::string(restored.begin(), restored.end()), "initial");
+    EXPECT_EQ(readText(dir / "real.plist"), "initial");
 }
 
 TEST(SortJob, PathsAndDefaults) {
@@ -211,10 +178,7 @@ TEST(SortJob, PathsAndDefaults) {
     EXPECT_EQ(engine.sortBookmarksInFileWithName("~/other.plist"), OVErrorSuccess);
     EXPECT_EQ(*engine.bookmarksFilename(), dir / "other.plist");
     EXPECT_EQ(*engine.backupFilename(), dir / "Library" / "Safari" / "Bookmarks.plist.bak");
-    if (oldHome)
-        ::setenv("HOME", savedHome.c_str(), 1);
-    else
-        ::unsetenv("HOME");
+    oldHome ? ::setenv("HOME", savedHome.c_str(), 1) : ::unsetenv("HOME");
 
     std::string error = "untouched";
     engine.setBookmarksFilename((dir / "missing.plist").string());

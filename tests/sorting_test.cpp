@@ -2,9 +2,6 @@
 // that keeps a sorted file from being written again.
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
 #include "bookmark_trees.h"
 #include "title_collator.h"
 
@@ -12,19 +9,16 @@ namespace orvane {
 namespace {
 
 using namespace test;
-using Titles = std::vector<std::string>;
 
 TEST(Sorting, FolderOrderByKindAndTitle) {
     Orvane engine;
+    const auto orderOf = [&](const plist::Value& a) { return titlesIn(D({{"Children", engine.sortedArrayFromBookmarkChildArray(a)}})); };
     const plist::Value mixed = A({bookmark("Alpha", "https://a.example/"), folder("zeta", {}), proxy("History"), bookmark("cherry", "https://c.example/"),
                                   bookmark("apple", "https://ap.example/"), bookmark("Banana", "https://b.example/")});
-    const plist::Value wrapped = D({{"Children", mixed}});
-    EXPECT_EQ(titlesIn(D({{"Children", engine.sortedArrayFromBookmarkChildArray(mixed)}})),
-              (Titles{"History", "Alpha", "apple", "Banana", "cherry", "zeta"}));
+    EXPECT_EQ(orderOf(mixed), (Titles{"History", "Alpha", "apple", "Banana", "cherry", "zeta"}));
     engine.setArrangeFoldersAtTop(true);
-    EXPECT_EQ(titlesIn(D({{"Children", engine.sortedArrayFromBookmarkChildArray(mixed)}})),
-              (Titles{"History", "zeta", "Alpha", "apple", "Banana", "cherry"}));
-    EXPECT_EQ(titlesIn(wrapped)[0], "Alpha");  // the input array is left as it was
+    EXPECT_EQ(orderOf(mixed), (Titles{"History", "zeta", "Alpha", "apple", "Banana", "cherry"}));
+    EXPECT_EQ(titlesIn(D({{"Children", mixed}}))[0], "Alpha");  // the input array is left as it was
 
     // Untyped entries come after bookmarks; titles equal apart from case keep their order.
     const plist::Value untyped = withUUID(D({{"Title", S("aaa")}}));
@@ -34,10 +28,9 @@ TEST(Sorting, FolderOrderByKindAndTitle) {
     EXPECT_TRUE((*sorted.asArray())[3].isSameObject(untyped));
 
     // Titles alike for longer than the first part of their keys are told apart by the rest.
-    const plist::Value alike = A({bookmark("Weather forecast for Zurich", "https://z.example/"), bookmark("weather forecast for berlin", "https://b.example/"),
-                                  bookmark("Weather forecast", "https://w.example/"), bookmark("WEATHER FORECAST FOR ZURICH", "https://z2.example/"),
-                                  bookmark("Weather forecast for Amsterdam", "https://a.example/"), bookmark("Weather forecast for Zürich", "https://z3.example/")});
-    EXPECT_EQ(titlesIn(D({{"Children", engine.sortedArrayFromBookmarkChildArray(alike)}})),
+    EXPECT_EQ(orderOf(A({bookmark("Weather forecast for Zurich", "https://z.example/"), bookmark("weather forecast for berlin", "https://b.example/"),
+                         bookmark("Weather forecast", "https://w.example/"), bookmark("WEATHER FORECAST FOR ZURICH", "https://z2.example/"),
+                         bookmark("Weather forecast for Amsterdam", "https://a.example/"), bookmark("Weather forecast for Zürich", "https://z3.example/")})),
               (Titles{"Weather forecast", "Weather forecast for Amsterdam", "weather forecast for berlin", "Weather forecast for Zurich",
                       "WEATHER FORECAST FOR ZURICH", "Weather forecast for Z\u00FCrich"}));
 }
@@ -90,14 +83,12 @@ TEST(Sorting, WholeFileKeepsSpecialEntriesFirstAndPutsTheFoldersBack) {
         EXPECT_EQ(titlesIn(sorted), foldersFirst ? (Titles{"BookmarksBar", "History", "BookmarksMenu", "Beta", "Zed", "Alpha"})
                                                  : (Titles{"BookmarksBar", "History", "BookmarksMenu", "Alpha", "Beta", "Zed"}));
         // The other root keys keep their values and places.
-        const auto& entries = sorted.asDictionary()->entries();
-        EXPECT_EQ(entries[entries.size() - 1].key.asString(), "Sync");
-        EXPECT_EQ(entries[0].key.asString(), "WebBookmarkType");
+        EXPECT_EQ(sorted.asDictionary()->entries().back().key.asString(), "Sync");
+        EXPECT_EQ(sorted.asDictionary()->entries().front().key.asString(), "WebBookmarkType");
 
         // The result is in order: sorting it again changes nothing.
-        const plist::Value again = engine.sortBookmarksWithRootDictionary(sorted, didSort);
+        EXPECT_TRUE(engine.sortBookmarksWithRootDictionary(sorted, didSort).isSameObject(sorted));
         EXPECT_FALSE(didSort);
-        EXPECT_TRUE(again.isSameObject(sorted));
     }
 }
 
@@ -126,17 +117,16 @@ TEST(Sorting, NothingToWriteWhenOnlyValidationChangedSomething) {
 TEST(Sorting, ChangeTestComparesShapesAndIdentitiesOnly) {
     Orvane engine;
     const plist::Value a = folder("f", {bookmark("x", "https://x.example/")});
-    plist::Value renamed = plist::shallowCopy(a);
+    plist::Value renamed = plist::shallowCopy(a), longer = plist::shallowCopy(a);
     renamed.asDictionary()->set("Title", S("other"));
-    EXPECT_TRUE(engine.areBookmarksEqualInDictionary(a, renamed));
-    plist::Value longer = plist::shallowCopy(a);
     longer.asDictionary()->set("Children", A({childrenOf(a)[0], bookmark("y", "https://y.example/")}));
+    EXPECT_TRUE(engine.areBookmarksEqualInDictionary(a, renamed));
     EXPECT_FALSE(engine.areBookmarksEqualInDictionary(a, longer));
     // Without an identity a node equals nothing, not even itself.
     const plist::Value anonymous = D({{"WebBookmarkType", S("WebBookmarkTypeLeaf")}});
     EXPECT_FALSE(engine.areBookmarksEqualInDictionary(anonymous, anonymous));
     // Hidden folders with one identity are equal whatever they hold.
-    plist::Value hiddenA = hidden(folder("h", {bookmark("1", "https://1.example/")}));
+    const plist::Value hiddenA = hidden(folder("h", {bookmark("1", "https://1.example/")}));
     plist::Value hiddenB = plist::shallowCopy(hiddenA);
     hiddenB.asDictionary()->set("Children", A({}));
     EXPECT_TRUE(engine.areBookmarksEqualInDictionary(hiddenA, hiddenB));

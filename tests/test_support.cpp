@@ -23,6 +23,11 @@ std::vector<std::uint8_t> readFile(const fs::path& path) {
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
+std::string readText(const fs::path& path) {
+    const auto bytes = readFile(path);
+    return {bytes.begin(), bytes.end()};
+}
+
 void writeFile(const fs::path& path, std::string_view bytes) {
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
@@ -85,12 +90,8 @@ RunResult run(const std::vector<std::string>& argv, std::string_view input, cons
     ::waitpid(pid, &status, 0);
     RunResult result;
     result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    auto text = [](const fs::path& p) {
-        auto bytes = readFile(p);
-        return std::string(bytes.begin(), bytes.end());
-    };
-    result.out = text(out);
-    result.err = text(err);
+    result.out = readText(out);
+    result.err = readText(err);
     return result;
 }
 

@@ -16,6 +16,8 @@
 namespace orvane::test {
 
 std::vector<std::uint8_t> readFile(const std::filesystem::path& path);
+// A file's bytes as a string, to compare with what a test wrote or expects.
+std::string readText(const std::filesystem::path& path);
 void writeFile(const std::filesystem::path& path, std::string_view bytes);
 
 inline std::span<const std::uint8_t> bytesOf(std::string_view s) {

@@ -1,9 +1,6 @@
 // Cleaning a region in place: what is removed, what is kept, what is renamed.
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
 #include "bookmark_trees.h"
 #include "log.h"
 
@@ -11,47 +8,41 @@ namespace orvane {
 namespace {
 
 using namespace test;
-using Titles = std::vector<std::string>;
+
+// `region` after `engine` has cleaned it in place.
+plist::Value validated(Orvane& engine, const plist::Value& region) {
+    engine.validateBookmarksInRootNode(region);
+    return region;
+}
 
 TEST(Validation, RemovesBrokenBookmarksEmptyFoldersAndEarlierDuplicates) {
     Orvane engine;
     engine.setRemoveDuplicates(true);
     plist::Value noAddress = bookmark("No address", "");
     noAddress.asDictionary()->remove("URLString");
-    plist::Value untitledProxy = withUUID(D({{"WebBookmarkType", S("WebBookmarkTypeProxy")}}));
-    plist::Value region = folder("BookmarksMenu", {
+    const plist::Value region = validated(engine, folder("BookmarksMenu", {
         bookmark("First", "https://a.example/"),
-        folder("Blank only", {bookmark("Blank", " \t\u3000"), folder("Inner", {bookmark("Blank too", "  ")})}),
-        folder("Empty", {}),
-        noAddress,
-        bookmark("Newline is not blank", "\n"),
-        bookmark("Case differs", "https://A.example/"),
-        bookmark("Leading blank", " https://a.example/"),
-        folder("Sub", {bookmark("Last", "https://a.example/")}),
-        untitledProxy,
-    });
-    engine.validateBookmarksInRootNode(region);
+        folder("Blank only", {bookmark("Blank", " \t\u3000"), folder("Inner", {bookmark("Blank too", "  ")})}), folder("Empty", {}),
+        noAddress, bookmark("Newline is not blank", "\n"), bookmark("Case differs", "https://A.example/"),
+        bookmark("Leading blank", " https://a.example/"), folder("Sub", {bookmark("Last", "https://a.example/")}),
+        withUUID(D({{"WebBookmarkType", S("WebBookmarkTypeProxy")}}))}));
     EXPECT_EQ(titlesIn(region), (Titles{"Newline is not blank", "Case differs", "Leading blank", "Sub", "No Name"}));
     EXPECT_EQ(titlesIn(childrenOf(region)[3]), Titles{"Last"});  // the last of the duplicates stays
 
     // Without duplicate removal only the broken entries go; the region's root stays even empty.
     Orvane keepAll;
-    plist::Value both = folder("BookmarksBar", {bookmark("x", "https://a.example/"), bookmark("y", "https://a.example/")});
-    keepAll.validateBookmarksInRootNode(both);
-    EXPECT_EQ(childrenOf(both).size(), 2u);
-    plist::Value emptied = folder("BookmarksBar", {bookmark("x", " ")});
-    keepAll.validateBookmarksInRootNode(emptied);
-    EXPECT_TRUE(childrenOf(emptied).empty());
+    const plist::Value both = folder("BookmarksBar", {bookmark("x", "https://a.example/"), bookmark("y", "https://a.example/")});
+    EXPECT_EQ(childrenOf(validated(keepAll, both)).size(), 2u);
+    EXPECT_TRUE(childrenOf(validated(keepAll, folder("BookmarksBar", {bookmark("x", " ")}))).empty());
 }
 
 TEST(Validation, DuplicateAddressesAreFoundWithinARegionOnly) {
     Orvane engine;
     engine.setRemoveDuplicates(true);
-    plist::Value bar = folder("BookmarksBar", {bookmark("News", "https://news.example/")});
-    plist::Value menu = folder("BookmarksMenu", {folder("One", {bookmark("News", "https://news.example/"), bookmark("Other", "https://o.example/")}),
-                                                 folder("Two", {bookmark("News again", "https://news.example/")})});
-    engine.validateBookmarksInRootNode(bar);
-    engine.validateBookmarksInRootNode(menu);
+    const plist::Value bar = validated(engine, folder("BookmarksBar", {bookmark("News", "https://news.example/")}));
+    const plist::Value menu = validated(engine, folder("BookmarksMenu", {
+        folder("One", {bookmark("News", "https://news.example/"), bookmark("Other", "https://o.example/")}),
+        folder("Two", {bookmark("News again", "https://news.example/")})}));
     EXPECT_EQ(childrenOf(bar).size(), 1u);
     EXPECT_EQ(titlesIn(childrenOf(menu)[0]), Titles{"Other"});
     EXPECT_EQ(titlesIn(childrenOf(menu)[1]), Titles{"News again"});
@@ -60,22 +51,21 @@ TEST(Validation, DuplicateAddressesAreFoundWithinARegionOnly) {
 TEST(Validation, SameNamedEntriesAreRenamedFromTheLastBackwards) {
     Orvane engine;
     engine.setRenameSamenamed(true);
-    plist::Value three = folder("f", {bookmark("News", "https://1.example/"), folder("News", {bookmark("x", "https://x.example/")}),
-                                      bookmark("News", "https://3.example/")});
-    engine.validateBookmarksInRootNode(three);
+    const plist::Value three = validated(engine, folder("f", {bookmark("News", "https://1.example/"),
+                                                              folder("News", {bookmark("x", "https://x.example/")}),
+                                                              bookmark("News", "https://3.example/")}));
     EXPECT_EQ(titlesIn(three), (Titles{"News 2 3", "News 2", "News"}));
     // The bookmark's new title goes into its URI dictionary, the folder's into "Title".
     EXPECT_EQ(childrenOf(three)[0].asDictionary()->find("URIDictionary")->asDictionary()->find("title")->asString(), "News 2 3");
 
-    plist::Value taken = folder("f", {bookmark("News 2", "https://1.example/"), bookmark("News", "https://2.example/"),
-                                      bookmark("News", "https://3.example/")});
-    engine.validateBookmarksInRootNode(taken);
-    EXPECT_EQ(titlesIn(taken), (Titles{"News 2 2", "News 2", "News"}));
+    const plist::Value taken = folder("f", {bookmark("News 2", "https://1.example/"), bookmark("News", "https://2.example/"),
+                                            bookmark("News", "https://3.example/")});
+    EXPECT_EQ(titlesIn(validated(engine, taken)), (Titles{"News 2 2", "News 2", "News"}));
 
     // Equal titles in different folders, and titles differing in case, are left alone.
-    plist::Value apart = folder("f", {folder("A", {bookmark("Same", "https://1.example/")}), folder("B", {bookmark("Same", "https://2.example/")}),
-                                      bookmark("same", "https://3.example/")});
-    engine.validateBookmarksInRootNode(apart);
+    const plist::Value apart = validated(engine, folder("f", {folder("A", {bookmark("Same", "https://1.example/")}),
+                                                              folder("B", {bookmark("Same", "https://2.example/")}),
+                                                              bookmark("same", "https://3.example/")}));
     EXPECT_EQ(titlesIn(apart), (Titles{"A", "B", "same"}));
     EXPECT_EQ(titlesIn(childrenOf(apart)[0]), Titles{"Same"});
 }
@@ -86,17 +76,14 @@ TEST(Validation, UntitledEntriesAreNamedEvenWithoutRenaming) {
     untitled.asDictionary()->find("URIDictionary")->asDictionary()->remove("title");
     plist::Value untitledFolder = folder("x", {bookmark("a", "https://a.example/")});
     untitledFolder.asDictionary()->remove("Title");
-    plist::Value region = folder("r", {bookmark("Dup", "https://1.example/"), bookmark("Dup", "https://2.example/"), untitled, untitledFolder});
-    engine.validateBookmarksInRootNode(region);
-    EXPECT_EQ(titlesIn(region), (Titles{"Dup", "Dup", "https://untitled.example/", "No Name"}));
+    const plist::Value region = folder("r", {bookmark("Dup", "https://1.example/"), bookmark("Dup", "https://2.example/"), untitled, untitledFolder});
+    EXPECT_EQ(titlesIn(validated(engine, region)), (Titles{"Dup", "Dup", "https://untitled.example/", "No Name"}));
 
     // A fallback name is not entered into the folder's titles, so it renames nobody.
     Orvane renaming;
     renaming.setRenameSamenamed(true);
-    plist::Value noName = withUUID(D({{"WebBookmarkType", S("WebBookmarkTypeProxy")}}));
-    plist::Value mixed = folder("r", {proxy("No Name"), noName});
-    renaming.validateBookmarksInRootNode(mixed);
-    EXPECT_EQ(titlesIn(mixed), (Titles{"No Name", "No Name"}));
+    const plist::Value noName = withUUID(D({{"WebBookmarkType", S("WebBookmarkTypeProxy")}}));
+    EXPECT_EQ(titlesIn(validated(renaming, folder("r", {proxy("No Name"), noName}))), (Titles{"No Name", "No Name"}));
 }
 
 TEST(Validation, ReportCountsWhatWasRemovedAndRenamed) {
@@ -105,9 +92,8 @@ TEST(Validation, ReportCountsWhatWasRemovedAndRenamed) {
     engine.setRenameSamenamed(true);
     SortReport report;
     engine.setReport(&report);
-    plist::Value region = folder("r", {bookmark("A", "https://a.example/"), bookmark("B", " "), folder("E", {}), bookmark("A", "https://a.example/"),
-                                       bookmark("A", "https://b.example/")});
-    engine.validateBookmarksInRootNode(region);
+    engine.validateBookmarksInRootNode(folder("r", {bookmark("A", "https://a.example/"), bookmark("B", " "), folder("E", {}),
+                                                    bookmark("A", "https://a.example/"), bookmark("A", "https://b.example/")}));
     EXPECT_EQ(report.brokenBookmarksRemoved, 1u);
     EXPECT_EQ(report.duplicatesRemoved, 1u);
     EXPECT_EQ(report.emptyFoldersRemoved, 1u);
