@@ -1,6 +1,6 @@
 // Where Orvane keeps files of its own: the application folder in the user's data folder, and the
 // initial backup of the bookmarks file in it. Plain functions with no dependency on the command
-// line, so that the desktop application can use the same paths.
+// line, so that the desktop application and the helper use the same paths.
 #pragma once
 
 #include <filesystem>
