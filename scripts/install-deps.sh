@@ -3,7 +3,8 @@
 # Pass --fuzz to add clang's libFuzzer runtime.
 set -euo pipefail
 
-packages=(cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libplist-utils libicu-dev)
+packages=(cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libplist-utils libicu-dev
+  qt6-base-dev qt6-tools-dev qt6-l10n-tools qt6-tools-dev-tools dbus xvfb xauth desktop-file-utils appstream)
 if [[ "${1:-}" == "--fuzz" ]]; then packages+=(clang libclang-rt-dev); fi
 
 missing=()
