@@ -10,6 +10,15 @@ std::mutex gMutex;
 LogSink gSink;
 const char* gIdent = "Orvane";
 bool gOpened = false;
+bool gStandardError = false;
+
+// The ident and flags take effect when the log is opened, so a change closes it. Called locked.
+void reopenAtNextLine() {
+    if (gOpened) {
+        closelog();
+        gOpened = false;
+    }
+}
 }  // namespace
 
 void logLine(std::string_view function, std::string_view message) {
@@ -22,7 +31,7 @@ void logLine(std::string_view function, std::string_view message) {
         return;
     }
     if (!gOpened) {
-        openlog(gIdent, LOG_PID, LOG_USER);
+        openlog(gIdent, LOG_PID | (gStandardError ? LOG_PERROR : 0), LOG_USER);
         gOpened = true;
     }
     syslog(LOG_NOTICE, "%s", line.c_str());
@@ -38,10 +47,13 @@ LogSink setLogSink(LogSink sink) {
 void setLogIdent(const char* ident) {
     std::lock_guard lock(gMutex);
     gIdent = ident;
-    if (gOpened) {
-        closelog();
-        gOpened = false;
-    }
+    reopenAtNextLine();
+}
+
+void setLogToStandardError(bool on) {
+    std::lock_guard lock(gMutex);
+    gStandardError = on;
+    reopenAtNextLine();
 }
 
 }  // namespace orvane

@@ -18,6 +18,11 @@ LogSink setLogSink(LogSink sink);
 // The syslog ident: "Orvane" unless the program says otherwise ("OrvaneHelper").
 void setLogIdent(const char* ident);
 
+// Desktop programs also copy each line to standard error, where a person starting them from a
+// terminal (or a session's journal) sees it; orvane-cli keeps its standard error for its own
+// messages.
+void setLogToStandardError(bool on);
+
 // Swaps in a sink for the lifetime of a scope, then puts the previous one back.
 class ScopedLogSink {
 public:
