@@ -1,11 +1,16 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build and the tests need, only when something is missing.
-# Pass --fuzz to add clang's libFuzzer runtime.
+# Pass --fuzz to add clang's libFuzzer runtime, --screenshot for what scripts/screenshot.sh needs.
 set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libplist-utils libicu-dev
   qt6-base-dev qt6-tools-dev qt6-l10n-tools qt6-tools-dev-tools dbus xvfb xauth desktop-file-utils appstream)
-if [[ "${1:-}" == "--fuzz" ]]; then packages+=(clang libclang-rt-dev); fi
+case "${1:-}" in
+  "") ;;
+  --fuzz) packages+=(clang libclang-rt-dev) ;;
+  --screenshot) packages+=(imagemagick openbox x11-utils) ;;
+  *) echo "usage: scripts/install-deps.sh [--fuzz | --screenshot]" >&2; exit 64 ;;
+esac
 
 missing=()
 for p in "${packages[@]}"; do

@@ -1,0 +1,54 @@
+#!/usr/bin/env bash
+# Takes the README's picture of the main window: starts a virtual X display with a small window
+# manager, opens orvane on a scratch copy of the sample bookmarks (settings and data in a scratch
+# home, a stand-in Safari bundle so that no update alert covers the window), and saves the
+# window, decorations included, as a PNG.
+#   scripts/screenshot.sh [OUTPUT.png] [LANGUAGE]     defaults: docs/main-window.png, en
+set -euo pipefail
+if [[ "${1:-}" == "-h" || "${1:-}" == "--help" ]]; then
+  sed -n '2,6p' "$0" | sed 's/^# \{0,1\}//'
+  exit 0
+fi
+cd "$(dirname "$0")/.."
+out="${1:-docs/main-window.png}"
+language="${2:-en}"
+case "$language" in en) locale=C.UTF-8 ;; de) locale=de_DE.UTF-8 ;; fr) locale=fr_FR.UTF-8 ;;
+  *) echo "screenshot.sh: LANGUAGE is en, de or fr" >&2; exit 64 ;; esac
+scripts/install-deps.sh --screenshot
+[[ -x build/bin/orvane ]] || scripts/build.sh build
+
+scratch=$(mktemp -d)
+pids=()
+cleanup() { for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done; rm -rf "$scratch"; }
+trap cleanup EXIT
+mkdir -p "$scratch/home/Library/Safari" "$scratch/Safari.app/Contents"
+cp examples/Bookmarks.plist "$scratch/home/Library/Safari/Bookmarks.plist"
+build/cli/orvane-cli convert --format xml -o "$scratch/Safari.app/Contents/Info.plist" - <<'PLIST'
+<?xml version="1.0" encoding="UTF-8"?>
+<plist version="1.0"><dict><key>CFBundleShortVersionString</key><string>17.1</string></dict></plist>
+PLIST
+
+display=:$((90 + RANDOM % 100))
+Xvfb "$display" -screen 0 800x600x24 -nolisten tcp >/dev/null 2>&1 & pids+=($!)
+export DISPLAY=$display
+for _ in $(seq 50); do xdpyinfo >/dev/null 2>&1 && break; sleep 0.1; done
+openbox >/dev/null 2>&1 & pids+=($!)
+# A window mapped before the window manager is ready stays without a frame.
+for _ in $(seq 50); do xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id' && break; sleep 0.1; done
+env HOME="$scratch/home" XDG_CONFIG_HOME="$scratch/home/.config" XDG_DATA_HOME="$scratch/home/.local/share" \
+  ORVANE_SAFARI_APP="$scratch/Safari.app" LANG="$locale" LC_ALL="$locale" LANGUAGE="$language" \
+  build/bin/orvane >"$scratch/orvane.log" 2>&1 & pids+=($!)
+
+# The window, once the window manager has put its frame around it.
+window="" frame=""
+for _ in $(seq 100); do
+  window=$(xwininfo -root -tree | awk '/\("orvane" "Orvane"\)/ && !/1x1\+/ && !found {print $1; found = 1}')
+  [[ -n "$window" ]] && frame=$(xwininfo -id "$window" -children | awk '/Parent window id/ && !/root window/ {print $4}')
+  [[ -n "$frame" ]] && break
+  sleep 0.1
+done
+[[ -n "$frame" ]] || { echo "screenshot.sh: orvane's window did not appear:" >&2; cat "$scratch/orvane.log" >&2; exit 1; }
+sleep 1  # the button's title settles after its animation
+mkdir -p "$(dirname "$out")"
+import -window "$frame" "$out"
+echo "wrote $out"

@@ -1,0 +1,43 @@
+#include "app_fakes.h"
+
+#include <QDir>
+#include <QFile>
+#include <QSettings>
+
+namespace orvane::test {
+
+ScratchHome::ScratchHome() {
+    for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME"}) saved_.append({name, qgetenv(name)});
+    qputenv("HOME", dir_.path().toUtf8());
+    qputenv("XDG_CONFIG_HOME", dir_.filePath(".config").toUtf8());
+    qputenv("XDG_DATA_HOME", dir_.filePath(".local/share").toUtf8());
+    // QSettings reads XDG_CONFIG_HOME once per process.
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, dir_.filePath(".config"));
+}
+
+ScratchHome::~ScratchHome() {
+    for (const auto& [name, value] : saved_) qputenv(name, value);
+}
+
+QString ScratchHome::putSampleBookmarks() {
+    const QString target = path("Library/Safari/Bookmarks.plist");
+    QDir().mkpath(path("Library/Safari"));
+    QFile::remove(target);
+    QFile::copy(sampleBookmarks(), target);
+    QFile::setPermissions(target, QFile::ReadOwner | QFile::WriteOwner);
+    return target;
+}
+
+QString ScratchHome::settingsText() const {
+    QFile file(path(".config/Marrowfen/Orvane.conf"));
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+ControllerRig::ControllerRig()
+    : controller(std::make_unique<AppDelegate>(Platform{alerts, files, safari, workspace, updater, services, clock})) {
+    QObject::connect(controller.get(), &AppDelegate::terminated, [this] { ++terminations; });
+}
+
+QString sampleBookmarks() { return QStringLiteral(ORVANE_SOURCE_DIR "/examples/Bookmarks.plist"); }
+
+}  // namespace orvane::test

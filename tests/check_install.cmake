@@ -1,0 +1,22 @@
+# Installs the build into a scratch prefix and checks the layout that desktops and scripts rely
+# on: cmake -DBUILD=<build folder> -DPREFIX=<scratch folder> -P check_install.cmake
+file(REMOVE_RECURSE "${PREFIX}")
+execute_process(COMMAND "${CMAKE_COMMAND}" --install "${BUILD}" --prefix "${PREFIX}" OUTPUT_QUIET RESULT_VARIABLE failed)
+if(failed)
+  message(FATAL_ERROR "cmake --install failed")
+endif()
+set(expected
+  bin/orvane
+  bin/orvane-cli
+  share/applications/com.marrowfen.Orvane.desktop
+  share/metainfo/com.marrowfen.Orvane.metainfo.xml
+  share/icons/hicolor/scalable/apps/com.marrowfen.Orvane.svg
+  share/icons/hicolor/16x16/apps/com.marrowfen.Orvane.png
+  share/icons/hicolor/512x512/apps/com.marrowfen.Orvane.png
+  ${EXTRA})
+foreach(item ${expected})
+  if(NOT EXISTS "${PREFIX}/${item}")
+    message(FATAL_ERROR "not installed: ${item}")
+  endif()
+endforeach()
+file(REMOVE_RECURSE "${PREFIX}")
