@@ -8,15 +8,22 @@ endif()
 set(expected
   bin/orvane
   bin/orvane-cli
+  bin/orvane-helper
+  share/dbus-1/services/com.marrowfen.Orvane.service
   share/applications/com.marrowfen.Orvane.desktop
   share/metainfo/com.marrowfen.Orvane.metainfo.xml
   share/icons/hicolor/scalable/apps/com.marrowfen.Orvane.svg
   share/icons/hicolor/16x16/apps/com.marrowfen.Orvane.png
   share/icons/hicolor/512x512/apps/com.marrowfen.Orvane.png
-  ${EXTRA})
+  )
 foreach(item ${expected})
   if(NOT EXISTS "${PREFIX}/${item}")
     message(FATAL_ERROR "not installed: ${item}")
   endif()
 endforeach()
+# The bus must start the installed orvane, wherever the prefix is.
+file(STRINGS "${PREFIX}/share/dbus-1/services/com.marrowfen.Orvane.service" exec REGEX "^Exec=")
+if(NOT exec STREQUAL "Exec=${PREFIX}/bin/orvane")
+  message(FATAL_ERROR "the activation file says ${exec}")
+endif()
 file(REMOVE_RECURSE "${PREFIX}")

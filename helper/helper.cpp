@@ -1,0 +1,147 @@
+#include "helper.h"
+
+#include <QCoreApplication>
+#include <QDBusError>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QSettings>
+
+#include "application_folder.h"
+#include "bus_names.h"
+#include "helper_codes.h"
+#include "log.h"
+#include "orvane.h"
+#include "settings.h"
+
+namespace orvane {
+namespace {
+
+constexpr char kClass[] = "OrvaneHelper";
+// Starting Orvane through the bus, its launch and a sort of a very large file fit well within this.
+constexpr int kCallTimeoutMs = 120'000;
+
+// The helper's own memory between its short lives, apart from Orvane's settings.
+QSettings helperState() { return QSettings(QSettings::NativeFormat, QSettings::UserScope, kOrganizationName, kClass); }
+
+Backoff loadBackoff() {
+    QSettings state = helperState();
+    Backoff backoff;
+    if (const QDateTime last = state.value("LastSortRequest").toDateTime(); last.isValid()) backoff.lastRequest = last;
+    backoff.waitMs = state.value("BackoffWait", 0).toLongLong();
+    return backoff;
+}
+
+void saveBackoff(const Backoff& backoff) {
+    QSettings state = helperState();
+    if (backoff.lastRequest) state.setValue("LastSortRequest", *backoff.lastRequest);
+    state.setValue("BackoffWait", backoff.waitMs);
+}
+
+void log(const char* method, const std::string& message) { logLine(std::string("-[OrvaneHelper ") + method + "]", message); }
+
+}  // namespace
+
+bool isServiceUnreachable(const QDBusError& error) {
+    if (error.type() == QDBusError::Disconnected || error.type() == QDBusError::ServiceUnknown) return true;
+    // No owner and nothing to start it, or the bus found the service's file but could not start the program.
+    return error.name() == QLatin1StringView("org.freedesktop.DBus.Error.NameHasNoOwner") ||
+           error.name().startsWith(QLatin1StringView("org.freedesktop.DBus.Error.Spawn."));
+}
+
+std::uint32_t runSortJobFromSettings() {
+    Orvane job;
+    job.setArrangeFoldersAtTop(Settings::boolForKey(keys::FoldersAtTop));
+    job.setRemoveDuplicates(Settings::boolForKey(keys::RemoveDuplicates));
+    job.setRenameSamenamed(Settings::boolForKey(keys::RenameSamenamed));
+    job.setSortBookmarksBar(Settings::boolForKey(keys::SortBookmarksBar));
+    job.setBookmarksFilename(Settings::stringForKey(keys::BookmarksFilename).toStdString());
+    // The folder Orvane last told us of; the same one it would compute, unless it never ran.
+    QString folder = Settings::stringForKey(keys::ApplicationFolder);
+    if (folder.isEmpty()) folder = QString::fromStdString(applicationFolder().string());
+    job.setBackupFilename((folder + QLatin1StringView("/Bookmarks (Initial Copy).plist")).toStdString());
+    job.setWriteBackupFile(true);
+    return job.sortBookmarks();
+}
+
+Helper::Helper(QDBusConnection bus, QObject* parent)
+    : QObject(parent), bus_(std::move(bus)), backoff_(loadBackoff()), now_([] { return QDateTime::currentDateTimeUtc(); }) {
+    wait_.setSingleShot(true);
+    connect(&wait_, &QTimer::timeout, this, &Helper::requestSort);
+}
+
+Helper::~Helper() = default;
+
+bool Helper::start() {
+    const QString path = Settings::stringForKey(keys::BookmarksFilename);
+    bool numeric = false;
+    double latency = Settings::objectForKey(keys::BookmarksUpdateLatency).toDouble(&numeric);
+    if (!numeric || !(latency >= 0)) latency = 1.0;
+    events_ = std::make_unique<ZELEvents>(path, this);
+    if (events_->startWithLatency(latency)) return true;
+    log("start", "Could not begin watching " + path.toStdString() + " for changes.");
+    Settings::setObject(keys::LastHelperError, kHelperCannotWatch);
+    return false;
+}
+
+void Helper::incomingEvent(ZELEvents&, std::uint32_t, std::uint64_t) {
+    // The request under way, or the one waited for, covers this change: Orvane reads the file
+    // only after it has answered.
+    if (requestInFlight_ || wait_.isActive()) return;
+    const qint64 wait = backoff_.waitBeforeRequest(now_());
+    saveBackoff(backoff_);
+    if (wait == 0) return requestSort();
+    log("incomingEvent:", "The bookmarks file changed again right after it was sorted; waiting " +
+                              std::to_string(wait / 1000) + " s before sorting it, so as not to fight whoever rewrites it.");
+    wait_.start(static_cast<int>(wait));
+}
+
+void Helper::requestSort() {
+    backoff_.noteRequest(now_());
+    saveBackoff(backoff_);
+    if (!bus_.isConnected()) return sortHere();
+
+    QDBusMessage call = QDBusMessage::createMethodCall(QString::fromLatin1(kOrvaneBusName), QString::fromLatin1(kOrvaneObjectPath),
+                                                       QString::fromLatin1(kOrvaneInterface), QStringLiteral("SortBookmarks"));
+    call << QString();
+    requestInFlight_ = true;
+    auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(call, kCallTimeoutMs), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
+        watcher->deleteLater();
+        requestInFlight_ = false;
+        const QDBusPendingReply<QString> reply = *watcher;
+        if (reply.isError() && isServiceUnreachable(reply.error())) {
+            log("requestSort", "Orvane's sort service cannot be reached (" + reply.error().message().toStdString() +
+                                   "); sorting here.");
+            sortHere();
+        } else {
+            if (reply.isError())
+                log("requestSort", "Orvane's sort service failed: " + reply.error().message().toStdString());
+            else if (!reply.value().isEmpty())
+                log("requestSort", "Orvane could not sort: " + reply.value().toStdString());
+            emit sortRequestFinished();
+        }
+        if (quitRequested_) QCoreApplication::quit();
+    });
+}
+
+void Helper::quitWhenAnswered() {
+    if (requestInFlight_)
+        quitRequested_ = true;
+    else
+        QCoreApplication::quit();
+}
+
+void Helper::sortHere() {
+    // The job's own write is not a change to sort again.
+    events_->pause();
+    const std::uint32_t code = runSortJobFromSettings();
+    events_->unPause();
+    if (code != OVErrorSuccess) {
+        log("sortHere", "The sort failed with code " + std::to_string(code) + ": " + Orvane::stringFromOVError(code));
+        Settings::setObject(keys::LastHelperError, code);
+    }
+    emit sortRequestFinished();
+}
+
+}  // namespace orvane
