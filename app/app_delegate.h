@@ -95,10 +95,11 @@ public:
     // The service's entry: stamps the call and brings the window forward. It never fails.
     void sortBookmarks(const QString& userData, QString* error);
     bool wasServiceCall() const;
-    // Runs the Sort command once the controller is idle: at once from the event loop, or when
-    // the launch sequence, an open alert or a running command has finished. Requests made
-    // meanwhile give one sort.
+    // Runs the Sort command, or asks to quit, once the controller is idle: at once from the event
+    // loop, or when the launch sequence, an open alert or a running command has finished, never
+    // inside another alert. Requests made meanwhile give one sort; a quit comes after the sort.
     void sortWhenIdle();
+    void terminateWhenIdle();
 
     // --- Helper program -----------------------------------------------------------------------
     // orvane-helper in the folder of this program's executable; nothing when it is not there.
@@ -142,7 +143,7 @@ private:
 
     QString sortBookmarksButtonTitle() const;
     QString helperExecutablePath() const;
-    void runRequestedSortSoon();
+    void runRequestedWorkSoon();
     void connectWindow();
 
     Platform platform_;
@@ -155,6 +156,8 @@ private:
     QString executableFolder_;
     int busy_ = 0;
     bool sortRequested_ = false;
+    bool terminateRequested_ = false;
+    bool terminated_ = false;
 };
 
 }  // namespace orvane

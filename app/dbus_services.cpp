@@ -2,7 +2,6 @@
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
-#include <QTimer>
 
 #include "app_delegate.h"
 #include "bus_names.h"
@@ -43,9 +42,6 @@ QString SortServiceObject::SortBookmarks(const QString& userData) {
     return error;
 }
 
-void SortServiceObject::Quit() {
-    // After the reply has gone out.
-    QTimer::singleShot(0, &controller_, &AppDelegate::terminate);
-}
+void SortServiceObject::Quit() { controller_.terminateWhenIdle(); }
 
 }  // namespace orvane

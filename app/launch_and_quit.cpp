@@ -77,8 +77,10 @@ void AppDelegate::applicationWillTerminate() {
 }
 
 bool AppDelegate::terminate() {
+    if (terminated_) return true;  // a second request while the event loop winds down
     if (applicationShouldTerminate() == TerminateCancel) return false;
     applicationWillTerminate();
+    terminated_ = true;
     emit terminated();
     return true;
 }

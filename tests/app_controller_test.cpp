@@ -1,5 +1,6 @@
 // The application controller over fake services: the Sort command and its alerts, locating the
 // file, the restore, the launch sequence, the quit rules and the helper's reports.
+#include <QAccessible>
 #include <QAction>
 #include <QCheckBox>
 #include <QFile>
@@ -57,6 +58,7 @@ private slots:
     void helperLoginItemFailuresOnlyLog();
     void restoreAsksFirstAndFollowsTheBackup();
     void sortButtonRetitlesAfterItsAnimation();
+    void serviceRequestsWaitUntilTheControllerIsIdle();
     void serviceCallTimeWindow();
 };
 
@@ -104,7 +106,7 @@ void AppControllerTest::checkBoxesShowAndChangeTheirSettings() {
         box->click();
         QCOMPARE(Settings::boolForKey(key), !before);
         // What a screen reader announces is what the box says.
-        QCOMPARE(box->accessibleName(), box->text());
+        QCOMPARE(QAccessible::queryAccessibleInterface(box)->text(QAccessible::Name), box->text());
         QVERIFY(!box->text().isEmpty());
     }
 }
@@ -276,12 +278,13 @@ void AppControllerTest::quitRules() {
                                                          "remains after restarting your computer, then please reinstall the application."));
 
     // Closing the main window is a request to quit.
-    rig.workspace.launchError = QString();
-    c.setAutoSortMode(true);
-    c.window()->show();
-    QVERIFY(c.window()->close());
-    QCOMPARE(rig.terminations, 2);
-    QCOMPARE(rig.workspace.launched.last(), rig.home.path("bin/orvane-helper"));
+    ControllerRig closing;
+    closing.controller->setExecutableFolder(putHelper(closing.home));
+    closing.controller->setAutoSortMode(true);
+    closing.controller->window()->show();
+    QVERIFY(closing.controller->window()->close());
+    QCOMPARE(closing.terminations, 1);
+    QCOMPARE(closing.workspace.launched, QStringList{closing.home.path("bin/orvane-helper")});
 }
 
 void AppControllerTest::launchSequence() {
@@ -422,6 +425,40 @@ void AppControllerTest::sortButtonRetitlesAfterItsAnimation() {
     QVERIFY(qAbs(left - (c.window()->width() - button->width()) / 2) <= 1);
     c.autoSortModeCheckBox()->click();
     QTRY_COMPARE(c.sortBookmarksButton()->text(), QStringLiteral("Sort Bookmarks"));
+}
+
+void AppControllerTest::serviceRequestsWaitUntilTheControllerIsIdle() {
+    ControllerRig rig;
+    AppDelegate& c = *rig.controller;
+    const QString file = rig.home.putSampleBookmarks();
+    const auto fileBytes = [&] { QFile f(file); f.open(QIODevice::ReadOnly); return f.readAll(); };
+    const QByteArray unsorted = fileBytes();
+    rig.safari.version = QStringLiteral("4.0");
+    // Calls that come while the launch alert is open are stamped at once; their sort waits.
+    rig.alerts.onShow = [&](const Alert&) {
+        c.sortBookmarks(QString(), nullptr);
+        c.sortWhenIdle();
+        c.sortWhenIdle();
+    };
+    c.applicationDidFinishLaunching();
+    rig.alerts.onShow = nullptr;
+    QVERIFY(c.wasServiceCall());
+    QCOMPARE(fileBytes(), unsorted);
+    QTRY_COMPARE(rig.terminations, 1);  // sorted once, silently, then quit as a service run does
+    QVERIFY(fileBytes() != unsorted);
+    QCOMPARE(titles(rig.alerts.shown), QStringList{"Please update Safari"});
+
+    // A quit asked for while an alert is open comes after the command that shows it.
+    ControllerRig later;
+    later.home.putSampleBookmarks();
+    later.alerts.onShow = [&](const Alert&) {
+        later.controller->terminateWhenIdle();
+        QCOMPARE(later.terminations, 0);
+    };
+    later.controller->sortBookmarks();
+    QCOMPARE(titles(later.alerts.shown), QStringList{kSorted});
+    QCOMPARE(later.terminations, 0);
+    QTRY_COMPARE(later.terminations, 1);
 }
 
 void AppControllerTest::serviceCallTimeWindow() {
