@@ -9,17 +9,17 @@
 namespace orvane {
 namespace {
 
-// The application's icon, as a macOS alert shows it where Qt would show no icon at all.
-void showApplicationIcon(QMessageBox& box) {
-    const QIcon icon = QApplication::windowIcon();
-    if (!icon.isNull()) box.setIconPixmap(icon.pixmap(64, 64));
-}
+// An alert's title stands out in bold, as people know alerts from other desktops; the texts
+// themselves stay plain, for screen readers and tests.
+void boldTitle(QMessageBox& box) { box.setStyleSheet(QStringLiteral("QLabel#qt_msgbox_label { font-weight: bold; }")); }
 
 }  // namespace
 
 int QtAlertPresenter::showAlert(QWidget* window, const QString& title, const QString& message) {
     QMessageBox box(window);
-    showApplicationIcon(box);
+    boldTitle(box);
+    // The application's icon, where Qt would show none.
+    if (const QIcon icon = QApplication::windowIcon(); !icon.isNull()) box.setIconPixmap(icon.pixmap(64, 64));
     box.setWindowTitle(QApplication::applicationDisplayName());
     box.setText(title);
     box.setInformativeText(message);
@@ -31,6 +31,7 @@ int QtAlertPresenter::showAlert(QWidget* window, const QString& title, const QSt
 bool QtAlertPresenter::confirmCritical(const QString& title, const QString& message, const QString& defaultButton,
                                        const QString& alternateButton) {
     QMessageBox box(QMessageBox::Critical, QApplication::applicationDisplayName(), title);
+    boldTitle(box);
     box.setInformativeText(message);
     QPushButton* cancel = box.addButton(defaultButton, QMessageBox::RejectRole);
     QPushButton* accept = box.addButton(alternateButton, QMessageBox::AcceptRole);
