@@ -42,6 +42,17 @@ private:
     bool kept_ = false;
 };
 
+// What a file that is not a regular file is, for messages.
+std::string notRegular(const fs::path& path, mode_t mode, const char* verb) {
+    const char* kind = S_ISDIR(mode)    ? "a folder"
+                       : S_ISFIFO(mode) ? "a FIFO (named pipe)"
+                       : S_ISSOCK(mode) ? "a socket"
+                       : S_ISCHR(mode)  ? "a character device"
+                       : S_ISBLK(mode)  ? "a block device"
+                                        : "something else";
+    return std::string("cannot ") + verb + " " + path.string() + ": it is " + kind + ", not a regular file";
+}
+
 // A regular file open for reading, closed when the scope ends.
 struct ReadableFile {
     int fd = -1;
@@ -52,12 +63,17 @@ struct ReadableFile {
     ~ReadableFile() {
         if (fd >= 0) ::close(fd);
     }
-    // `verb` says what the caller does with it, for the error: "cannot copy x: not a regular file".
+    // `verb` says what the caller does with it, for the error: "cannot copy x: it is a folder, ...".
     IoError open(const fs::path& path, const char* verb) {
-        fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        // Opening a FIFO waits for a writer and opening a device may act on it: look first, and
+        // open without waiting in case the file is swapped meanwhile.
+        if (::stat(path.c_str(), &st) != 0) return errnoError("cannot open", path, errno);
+        if (!S_ISREG(st.st_mode)) return {EINVAL, notRegular(path, st.st_mode, verb)};
+        fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
         if (fd < 0) return errnoError("cannot open", path, errno);
         if (::fstat(fd, &st) != 0) return errnoError("cannot read", path, errno);
-        if (!S_ISREG(st.st_mode)) return {EINVAL, std::string("cannot ") + verb + " " + path.string() + ": not a regular file"};
+        if (!S_ISREG(st.st_mode)) return {EINVAL, notRegular(path, st.st_mode, verb)};
+        if (const int flags = ::fcntl(fd, F_GETFL); flags >= 0) ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK);
         return {};
     }
 };
@@ -117,6 +133,8 @@ fs::path resolveLinks(const fs::path& path) {
 IoError writeFileAtomically(const fs::path& path, const Producer& produce, std::optional<unsigned> permissions) {
     const fs::path target = resolveLinks(path);
     const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
+    if (struct stat old; ::stat(target.c_str(), &old) == 0 && !S_ISREG(old.st_mode))
+        return {EINVAL, notRegular(target, old.st_mode, "replace")};
 
     int fd = -1;
     fs::path tempPath;

@@ -35,7 +35,8 @@ private:
     int errnum_ = 0;
 };
 
-// Reads the whole file; refuses folders and other files that are not regular files.
+// Reads the whole file; refuses folders and other files that are not regular files, without
+// opening FIFOs or devices, so that nothing waits for a writer that never comes.
 IoError readWholeFile(const std::filesystem::path& path, std::vector<std::uint8_t>& out);
 
 // The file a path finally names once every symbolic link on the way is followed (the path as
@@ -43,7 +44,8 @@ IoError readWholeFile(const std::filesystem::path& path, std::vector<std::uint8_
 std::filesystem::path resolveLinks(const std::filesystem::path& path);
 
 // Writes what `produce` puts into the sink (it answers "" or why it failed) to `path` atomically.
-// On any failure the target is left as it was and the temporary file is removed.
+// On any failure the target is left as it was and the temporary file is removed. A target that
+// exists must be a regular file.
 using Producer = std::function<std::string(plist::Sink&)>;
 // `permissions` are the new file's mode bits; by default the target's, when it exists.
 IoError writeFileAtomically(const std::filesystem::path& path, const Producer& produce,
