@@ -4,43 +4,15 @@
 #include <climits>
 #include <cstring>
 #include <fcntl.h>
-#include <random>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "new_file.h"
 
 namespace orvane {
 namespace fs = std::filesystem;
 
 namespace {
-
-IoError errnoError(const std::string& what, const fs::path& path, int errnum) {
-    return {errnum, what + " " + path.string() + ": " + std::strerror(errnum)};
-}
-
-// Closes the descriptor when the scope ends, and removes the file unless told to keep it.
-class TempFile {
-public:
-    TempFile(int fd, fs::path path) : fd_(fd), path_(std::move(path)) {}
-    ~TempFile() {
-        if (fd_ >= 0) ::close(fd_);
-        if (!kept_) ::unlink(path_.c_str());
-    }
-    TempFile(const TempFile&) = delete;
-    TempFile& operator=(const TempFile&) = delete;
-    int fd() const { return fd_; }
-    const fs::path& path() const { return path_; }
-    int close() {
-        int rc = ::close(fd_);
-        fd_ = -1;
-        return rc;
-    }
-    void keep() { kept_ = true; }
-
-private:
-    int fd_;
-    fs::path path_;
-    bool kept_ = false;
-};
 
 // What a file that is not a regular file is, for messages.
 std::string notRegular(const fs::path& path, mode_t mode, const char* verb) {
@@ -79,6 +51,10 @@ struct ReadableFile {
 };
 
 }  // namespace
+
+IoError errnoError(const std::string& what, const fs::path& path, int errnum) {
+    return {errnum, what + " " + path.string() + ": " + std::strerror(errnum)};
+}
 
 void DescriptorSink::write(const void* bytes, std::size_t n) {
     const char* p = static_cast<const char*>(bytes);
@@ -132,40 +108,28 @@ fs::path resolveLinks(const fs::path& path) {
 
 IoError writeFileAtomically(const fs::path& path, const Producer& produce, std::optional<unsigned> permissions) {
     const fs::path target = resolveLinks(path);
-    const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
-    if (struct stat old; ::stat(target.c_str(), &old) == 0 && !S_ISREG(old.st_mode))
-        return {EINVAL, notRegular(target, old.st_mode, "replace")};
+    struct stat old;
+    const bool replacing = ::stat(target.c_str(), &old) == 0;
+    if (replacing && !S_ISREG(old.st_mode)) return {EINVAL, notRegular(target, old.st_mode, "replace")};
+    removeStaleTemporaries(target.has_parent_path() ? target.parent_path() : fs::path("."), target.filename().string());
 
-    int fd = -1;
-    fs::path tempPath;
-    std::random_device random;
-    for (int attempt = 0; attempt < 16 && fd < 0; ++attempt) {
-        std::string name = ".";
-        name.append(target.filename().string()).append(".orvane-").append(std::to_string(random() % 1000000000));
-        tempPath = folder / name;
-        fd = ::open(tempPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (fd < 0 && errno != EEXIST) return errnoError("cannot create a new file beside", target, errno);
-    }
-    if (fd < 0) return errnoError("cannot create a new file beside", target, EEXIST);
-    TempFile temp(fd, tempPath);
-
-    DescriptorSink sink(fd);
+    NewFile file;
+    if (IoError error = file.create(target); !error.ok()) return error;
+    DescriptorSink sink(file.fd());
     if (std::string error = produce(sink); !error.empty()) {
-        if (sink.failed()) return errnoError("cannot write", tempPath, sink.errnum());
+        if (sink.failed()) return errnoError("cannot write", target, sink.errnum());
         return {0, error};
     }
-    if (sink.failed()) return errnoError("cannot write", tempPath, sink.errnum());
+    if (sink.failed()) return errnoError("cannot write", target, sink.errnum());
 
-    struct stat st;
-    if (!permissions && ::stat(target.c_str(), &st) == 0) permissions = st.st_mode & 07777;
-    if (permissions && ::fchmod(fd, static_cast<mode_t>(*permissions)) != 0)
-        return errnoError("cannot set the permissions of", tempPath, errno);
-    if (::fsync(fd) != 0) return errnoError("cannot flush", tempPath, errno);
-    if (temp.close() != 0) return errnoError("cannot close", tempPath, errno);
-    if (::rename(tempPath.c_str(), target.c_str()) != 0) return errnoError("cannot replace", target, errno);
-    temp.keep();
+    if (replacing && !permissions) permissions = old.st_mode & 07777;
+    if (permissions && ::fchmod(file.fd(), static_cast<mode_t>(*permissions)) != 0)
+        return errnoError("cannot set the permissions of the new file beside", target, errno);
+    if (::fsync(file.fd()) != 0) return errnoError("cannot flush", target, errno);
+    if (IoError error = file.replaceTarget(); !error.ok()) return error;
 
     // Make the rename itself durable; a failure here leaves a complete file either way.
+    const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
     if (int dir = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); dir >= 0) {
         ::fsync(dir);
         ::close(dir);

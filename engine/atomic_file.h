@@ -1,7 +1,7 @@
 // Whole-file reading, and writing that never leaves a file half written: the new contents go to
-// a new file beside the target, are flushed to disk, take the target's permission bits and are
-// renamed over it. A symbolic link at the target path is followed, so the link stays a link and
-// the file it points to gets the new contents.
+// a new file beside the target (new_file.h), are flushed to disk, take the target's permission
+// bits and are renamed over it. A symbolic link at the target path is followed,
+// so the link stays a link and the file it points to gets the new contents.
 #pragma once
 
 #include <cstdint>
@@ -20,6 +20,9 @@ struct IoError {
     std::string message;  // "cannot open /x/y: No such file or directory"
     bool ok() const { return message.empty(); }
 };
+
+// "what path: strerror(errnum)", with errnum kept.
+IoError errnoError(const std::string& what, const std::filesystem::path& path, int errnum);
 
 // Writes to an open descriptor; after the first failure it writes nothing more and keeps errno.
 class DescriptorSink final : public plist::Sink {
@@ -44,8 +47,8 @@ IoError readWholeFile(const std::filesystem::path& path, std::vector<std::uint8_
 std::filesystem::path resolveLinks(const std::filesystem::path& path);
 
 // Writes what `produce` puts into the sink (it answers "" or why it failed) to `path` atomically.
-// On any failure the target is left as it was and the temporary file is removed. A target that
-// exists must be a regular file.
+// On any failure, or when the process is killed meanwhile, the target is left as it was and no
+// new file remains. A target that exists must be a regular file.
 using Producer = std::function<std::string(plist::Sink&)>;
 // `permissions` are the new file's mode bits; by default the target's, when it exists.
 IoError writeFileAtomically(const std::filesystem::path& path, const Producer& produce,

@@ -1,13 +1,17 @@
-// The atomic write under faults: files that are not regular files.
+// The atomic write under faults: writers killed or asked to stop halfway, leftovers of writers
+// that are gone, and files that are not regular files.
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstring>
 #include <set>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "atomic_file.h"
-#include "test_support.h"
+#include "bookmark_trees.h"
+#include "new_file.h"
 
 namespace orvane {
 namespace {
@@ -19,6 +23,109 @@ std::set<std::string> namesIn(const fs::path& folder) {
     std::set<std::string> names;
     for (const auto& entry : fs::directory_iterator(folder)) names.insert(entry.path().filename().string());
     return names;
+}
+
+// Passes writes on until `threshold` bytes have gone through, then tells the parent through `ready`
+// and waits for the signal that ends the process.
+struct StallingSink final : plist::Sink {
+    StallingSink(plist::Sink& out, std::size_t threshold, int ready) : out(out), threshold(threshold), ready(ready) {}
+    void write(const void* bytes, std::size_t n) override {
+        out.write(bytes, n);
+        if ((passed += n) < threshold) return;
+        if (::write(ready, "!", 1) != 1) std::_Exit(3);
+        for (;;) ::pause();
+    }
+    using Sink::write;
+    plist::Sink& out;
+    std::size_t threshold, passed = 0;
+    int ready;
+};
+
+// Runs `job` in a child process, sends it `signal` once it says it is ready (through the pipe
+// it is given), and answers how it ended: the signal that ended it, or 100 + its exit status.
+template <typename Job>
+int runAndSignal(Job job, int signal) {
+    int ready[2];
+    if (::pipe(ready) != 0) return -1;
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::close(ready[0]);
+        std::_Exit(job(ready[1]));
+    }
+    ::close(ready[1]);
+    char byte;
+    if (signal && ::read(ready[0], &byte, 1) == 1) ::kill(child, signal);
+    ::close(ready[0]);
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return WIFSIGNALED(status) ? WTERMSIG(status) : 100 + WEXITSTATUS(status);
+}
+
+TEST(InterruptedWrite, AWriterKilledOrStoppedHalfwayLeavesTheOldFileAndNothingElse) {
+    TempDir dir;
+    const fs::path target = dir / "Bookmarks.plist";
+    writeFile(target, "old contents");
+    // A generated file of some 700 KB, so that the writer is stopped long before its end.
+    const plist::Value tree = bookmarksRoot({});
+    for (int i = 0; i < 5000; ++i)
+        tree.asDictionary()->find("Children")->asArray()->append(bookmark("Bookmark " + std::to_string(i), "https://" + std::to_string(i) + ".example/"));
+
+    for (int signal : {SIGKILL, SIGTERM, SIGINT, SIGHUP}) {
+        SCOPED_TRACE(strsignal(signal));
+        const int ended = runAndSignal(
+            [&](int ready) {
+                const IoError error = writeFileAtomically(target, [&](plist::Sink& sink) {
+                    StallingSink stalling(sink, 64 * 1024, ready);
+                    return plist::writeBinary(tree, stalling);
+                });
+                return error.ok() ? 0 : 1;
+            },
+            signal);
+        EXPECT_EQ(ended, signal);
+        EXPECT_EQ(readText(target), "old contents");
+        EXPECT_EQ(namesIn(dir.path()), std::set<std::string>{"Bookmarks.plist"});
+    }
+}
+
+// Where the file system has no unnamed files the new file has a name for the whole write: a
+// request to stop then waits until the file is in place, or gone.
+TEST(InterruptedWrite, ANamedNewFileHoldsBackStopRequestsUntilItIsInPlaceOrGone) {
+    TempDir dir;
+    const fs::path target = dir / "Bookmarks.plist";
+    for (bool complete : {true, false}) {
+        writeFile(target, "old");
+        const int ended = runAndSignal(
+            [&](int) {
+                NewFile file;
+                if (!file.create(target, NewFile::Naming::NamedFromStart).ok() || !file.named()) return 1;
+                ::raise(SIGTERM);
+                if (::write(file.fd(), "new", 3) != 3) return 2;
+                if (complete && !file.replaceTarget().ok()) return 3;
+                return 0;  // the file goes with the scope, and the signal takes effect after it
+            },
+            0);
+        EXPECT_EQ(ended, SIGTERM);
+        EXPECT_EQ(readText(target), complete ? "new" : "old");
+        EXPECT_EQ(namesIn(dir.path()), std::set<std::string>{"Bookmarks.plist"});
+    }
+}
+
+TEST(InterruptedWrite, TheNextWriteRemovesLeftoversWhoseWriterIsGone) {
+    TempDir dir;
+    const pid_t gone = ::fork();
+    if (gone == 0) std::_Exit(0);
+    ::waitpid(gone, nullptr, 0);
+    const std::string mine = ".Bookmarks.plist.orvane-" + std::to_string(::getpid()) + "-1";
+    const std::string dead = ".Bookmarks.plist.orvane-" + std::to_string(gone) + "-2";
+    const std::set<std::string> kept{"Bookmarks.plist", mine, ".Bookmarks.plist.orvane-77", ".Other.plist.orvane-" + std::to_string(gone) + "-3",
+                                     ".Bookmarks.plist.orvane-" + std::to_string(gone) + "-x"};
+    for (const std::string& name : kept) writeFile(dir / name, "x");
+    writeFile(dir / dead, "left by a killed writer");
+    writeFile(dir / ".Bookmarks.plist.orvane-12345", "left by an earlier version");
+    fs::last_write_time(dir / ".Bookmarks.plist.orvane-12345", fs::file_time_type::clock::now() - std::chrono::hours(2));
+
+    ASSERT_TRUE(writeFileAtomically(dir / "Bookmarks.plist", [](plist::Sink& sink) { sink.write(std::string_view("new")); return std::string(); }).ok());
+    EXPECT_EQ(namesIn(dir.path()), kept);
 }
 
 TEST(InterruptedWrite, FifosAndDevicesAreRefusedWithoutWaiting) {
