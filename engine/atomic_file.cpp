@@ -50,6 +50,18 @@ struct ReadableFile {
     }
 };
 
+// Someone replacing another user's file (root, or a member of the file's group where its mode
+// lets the group write) gives the new file the old one's owner and group; a caller who may not
+// give files away keeps at least the group when it is one of the caller's.
+void keepOwnerAndGroup(int fd, const struct stat& old) {
+    struct stat now;
+    if (::fstat(fd, &now) == 0 && now.st_uid == old.st_uid && now.st_gid == old.st_gid) return;
+    if (::fchown(fd, old.st_uid, old.st_gid) == 0) return;
+    // Failing that too, the new file keeps the caller's group and is written all the same.
+    const int groupOnly = ::fchown(fd, static_cast<uid_t>(-1), old.st_gid);
+    static_cast<void>(groupOnly);
+}
+
 }  // namespace
 
 IoError errnoError(const std::string& what, const fs::path& path, int errnum) {
@@ -110,7 +122,12 @@ IoError writeFileAtomically(const fs::path& path, const Producer& produce, std::
     const fs::path target = resolveLinks(path);
     struct stat old;
     const bool replacing = ::stat(target.c_str(), &old) == 0;
-    if (replacing && !S_ISREG(old.st_mode)) return {EINVAL, notRegular(target, old.st_mode, "replace")};
+    if (replacing) {
+        // Renaming over a file needs only the folder's permission; the file's own mode says
+        // whether its owner lets the caller change it.
+        if (!S_ISREG(old.st_mode)) return {EINVAL, notRegular(target, old.st_mode, "replace")};
+        if (::faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0) return errnoError("cannot replace", target, errno);
+    }
     removeStaleTemporaries(target.has_parent_path() ? target.parent_path() : fs::path("."), target.filename().string());
 
     NewFile file;
@@ -122,7 +139,11 @@ IoError writeFileAtomically(const fs::path& path, const Producer& produce, std::
     }
     if (sink.failed()) return errnoError("cannot write", target, sink.errnum());
 
-    if (replacing && !permissions) permissions = old.st_mode & 07777;
+    if (replacing) {
+        keepOwnerAndGroup(file.fd(), old);
+        if (!permissions) permissions = old.st_mode & 07777;
+    }
+    // After the owner, whose change clears the set-user and set-group bits.
     if (permissions && ::fchmod(file.fd(), static_cast<mode_t>(*permissions)) != 0)
         return errnoError("cannot set the permissions of the new file beside", target, errno);
     if (::fsync(file.fd()) != 0) return errnoError("cannot flush", target, errno);

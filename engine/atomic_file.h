@@ -1,6 +1,6 @@
 // Whole-file reading, and writing that never leaves a file half written: the new contents go to
 // a new file beside the target (new_file.h), are flushed to disk, take the target's permission
-// bits and are renamed over it. A symbolic link at the target path is followed,
+// bits, owner and group and are renamed over it. A symbolic link at the target path is followed,
 // so the link stays a link and the file it points to gets the new contents.
 #pragma once
 
@@ -48,7 +48,10 @@ std::filesystem::path resolveLinks(const std::filesystem::path& path);
 
 // Writes what `produce` puts into the sink (it answers "" or why it failed) to `path` atomically.
 // On any failure, or when the process is killed meanwhile, the target is left as it was and no
-// new file remains. A target that exists must be a regular file.
+// new file remains. An existing target must be a regular file the caller may write: a file its
+// owner made read-only, or another user's file, is refused even where the folder would let it
+// be replaced. The new file keeps the old one's owner and group where the caller may give them
+// (the group alone otherwise).
 using Producer = std::function<std::string(plist::Sink&)>;
 // `permissions` are the new file's mode bits; by default the target's, when it exists.
 IoError writeFileAtomically(const std::filesystem::path& path, const Producer& produce,

@@ -1,9 +1,10 @@
 // The atomic write under faults: writers killed or asked to stop halfway, leftovers of writers
-// that are gone, and files that are not regular files.
+// that are gone, files the caller may not write, and files that are not regular files.
 #include <gtest/gtest.h>
 
 #include <csignal>
 #include <cstring>
+#include <grp.h>
 #include <set>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -126,6 +127,55 @@ TEST(InterruptedWrite, TheNextWriteRemovesLeftoversWhoseWriterIsGone) {
 
     ASSERT_TRUE(writeFileAtomically(dir / "Bookmarks.plist", [](plist::Sink& sink) { sink.write(std::string_view("new")); return std::string(); }).ok());
     EXPECT_EQ(namesIn(dir.path()), kept);
+}
+
+// Runs `job` in a child process as the user nobody when the tests run as root (who may write any
+// file), and answers its exit status.
+template <typename Job>
+int asOrdinaryUser(Job job) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        if (::geteuid() == 0 && (::setgroups(0, nullptr) != 0 || ::setgid(65534) != 0 || ::setuid(65534) != 0)) std::_Exit(99);
+        std::_Exit(job());
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST(InterruptedWrite, FilesTheCallerMayNotWriteAreRefusedAndOthersKeepTheirOwner) {
+    TempDir dir;
+    ASSERT_EQ(::chmod(dir.path().c_str(), 0777), 0);  // a folder anyone may change, like /tmp without its sticky bit
+    const fs::path readOnly = dir / "read-only.plist", others = dir / "others.plist";
+    writeFile(readOnly, "read-only");
+    writeFile(others, "someone else's");
+    ::chmod(readOnly.c_str(), 0444);
+    const bool root = ::geteuid() == 0;
+    if (root) {
+        ASSERT_EQ(::chown(readOnly.c_str(), 65534, 65534), 0);
+    }
+    auto produce = [](plist::Sink& sink) { sink.write(std::string_view("new")); return std::string(); };
+    for (const fs::path& file : root ? std::vector<fs::path>{readOnly, others} : std::vector<fs::path>{readOnly}) {
+        SCOPED_TRACE(file.filename().string());
+        const std::string before = readText(file);
+        EXPECT_EQ(asOrdinaryUser([&] {
+                      const IoError error = writeFileAtomically(file, produce);
+                      return error.errnum == EACCES && error.message == "cannot replace " + file.string() + ": Permission denied" ? 0 : 1;
+                  }),
+                  0);
+        EXPECT_EQ(readText(file), before);
+    }
+    EXPECT_EQ(namesIn(dir.path()), (std::set<std::string>{"read-only.plist", "others.plist"}));
+
+    // Root replacing nobody's file leaves it nobody's.
+    if (!root) GTEST_SKIP() << "owners can only be tried as root";
+    ::chmod(readOnly.c_str(), 0640);
+    ASSERT_TRUE(writeFileAtomically(readOnly, produce).ok());
+    struct stat st;
+    ASSERT_EQ(::stat(readOnly.c_str(), &st), 0);
+    EXPECT_EQ(st.st_uid, 65534u);
+    EXPECT_EQ(st.st_gid, 65534u);
+    EXPECT_EQ(st.st_mode & 07777, 0640u);
 }
 
 TEST(InterruptedWrite, FifosAndDevicesAreRefusedWithoutWaiting) {
