@@ -112,6 +112,10 @@ SEEDS = {
     "nested-dicts-50.bplist": dumps(nested(50, lambda v: {"Children": v, "Title": "level"})),
     "shared-scalars.bplist": dumps([{"Title": "same", "URLString": "same", "n": 1, "r": 1.0, "b": True} for _ in range(10)]),
     "300-objects-2-byte-refs.bplist": dumps(["item %d" % i for i in range(300)]),
+    # plistlib writes an object put in two places once; each place reads as a copy of its own.
+    "shared-container.bplist": dumps([folder("Twice", [leaf("Once", "https://once.example/", 1)], 2)] * 2),
+    # Each array holds the next one twice: 2^41 objects once copied, refused before any is built.
+    "expansion-bomb.bplist": dumps(nested(40, lambda v: [v, v])),
     "root-string.bplist": dumps("just a string"),
     "root-date.bplist": dumps(datetime.datetime(2024, 2, 29, 23, 59, 59)),
 }
