@@ -34,6 +34,11 @@ void printError(std::string_view message);
 // prints why, naming the file, and answers a Null value.
 plist::ReadResult loadPropertyList(std::string_view path);
 
+// Flushes standard output at the end of a command. When anything written there was lost (a full
+// disk, a closed pipe), prints why and answers ExitUnwritable in place of a success; a command
+// that failed keeps its own status.
+int finishStandardOutput(int status);
+
 // Prints a job's message: on standard output for 0, otherwise on standard error with one
 // "orvane-cli: " line per paragraph. Answers the code, which is also the exit status.
 int reportJobResult(std::uint32_t code, std::string_view message);

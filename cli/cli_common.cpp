@@ -1,4 +1,6 @@
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <unistd.h>
 
 #include "atomic_file.h"
@@ -38,6 +40,14 @@ plist::ReadResult loadPropertyList(std::string_view path) {
         printError(name + ": not a valid " + kind + ": " + result.status.description());
     }
     return result;
+}
+
+int finishStandardOutput(int status) {
+    errno = 0;
+    if (std::fflush(stdout) == 0 && !std::ferror(stdout)) return status;
+    const int errnum = errno != 0 ? errno : EIO;
+    printError(std::string("cannot write standard output: ") + std::strerror(errnum));
+    return status == ExitOk ? ExitUnwritable : status;
 }
 
 int reportJobResult(std::uint32_t code, std::string_view message) {

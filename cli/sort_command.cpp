@@ -38,9 +38,9 @@ const char* kHelp =
     "  -h, --help        show this help\n"
     "\n"
     "Exit status: 0 sorted, or already in order; 1 FILE not found; 3 not a bookmarks file;\n"
-    "4 bookmarks file of a newer version; 5 FILE unreadable; 6 FILE not written; 7 backup not\n"
-    "written; 8 Safari is using the file; 64 usage error; 70 FILE has no Bookmarks Bar or no\n"
-    "Bookmarks Menu, and was left unchanged.\n";
+    "4 bookmarks file of a newer version; 5 FILE unreadable; 6 FILE (or standard output) not\n"
+    "written; 7 backup not written; 8 Safari is using the file; 64 usage error; 70 FILE has no\n"
+    "Bookmarks Bar or no Bookmarks Menu, and was left unchanged.\n";
 
 constexpr const char* kAlreadyInOrder = "Nothing changed: the bookmarks were already in order, so the file was not written.";
 constexpr std::string_view kUnsupported = "The bookmarks file has no Bookmarks Bar or Bookmarks Menu; it was left unchanged.";

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include "bookmark_trees.h"
 
 using namespace orvane;
@@ -316,4 +319,31 @@ print(leaves(plistlib.load(open(sys.argv[1], "rb"))))
     }
     EXPECT_GT(sorted, 0);
     EXPECT_GT(refused, 0);
+}
+
+// The faults probing found: output that cannot be written, FIFOs, "--".
+TEST(CliFaults, NoFailureIsSilentAndNothingWaitsForever) {
+    Sandbox box;
+    const std::string file = box.file.string(), fifo = (box / "fifo.plist").string();
+    for (const std::vector<std::string>& args : {std::vector<std::string>{"print", file}, {"sort", "--dry-run", file},
+                                                  {"convert", "--format", "xml", file}, {"sort", "--help"}}) {
+        SCOPED_TRACE(args[0] + " " + args[1]);
+        std::vector<std::string> argv{"/bin/sh", "-c", "exec \"$0\" \"$@\" >/dev/full", test::cliPath()};
+        argv.insert(argv.end(), args.begin(), args.end());
+        const auto r = test::run(argv, {}, box.env);
+        EXPECT_EQ(r.exitCode, 6);
+        EXPECT_NE(r.err.find("orvane-cli: cannot write standard output: No space left on device\n"), std::string::npos) << r.err;
+    }
+
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    for (const std::vector<std::string>& args : {std::vector<std::string>{"print", fifo}, {"sort", fifo}, {"sort", "-n", fifo}, {"convert", fifo}}) {
+        SCOPED_TRACE(args[0] + " " + args[1]);
+        std::vector<std::string> argv{"/usr/bin/timeout", "60", test::cliPath()};  // a generous deadline, not a measure
+        argv.insert(argv.end(), args.begin(), args.end());
+        const auto r = test::run(argv, {}, box.env);
+        EXPECT_EQ(r.exitCode, 5);
+        EXPECT_NE(r.err.find("cannot read " + fifo + ": it is a FIFO (named pipe), not a regular file\n"), std::string::npos) << r.err;
+    }
+
+    for (const std::string command : {"print", "convert"}) EXPECT_EQ(box.cli({command, "--", file}).exitCode, 0) << command;
 }
