@@ -1,9 +1,13 @@
 // orvane-cli restore: puts the initial backup back in place of the bookmarks file.
+#include <cerrno>
 #include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
 #include <optional>
 #include <string>
 
 #include "application_folder.h"
+#include "atomic_file.h"
 #include "cli.h"
 
 namespace orvane::cli {
@@ -68,6 +72,13 @@ int runRestore(const Args& args) {
     Orvane engine;
     engine.setBookmarksFilename(target.string());
     engine.setBackupFilename(backup.string());
+    // A rename needs only the folders' permission; the bookmarks file must be one the user may change.
+    if (engine.bookmarksFilename() && ::faccessat(AT_FDCWD, resolveLinks(target).c_str(), W_OK, AT_EACCESS) != 0) {
+        const int errnum = errno;
+        reportJobResult(OVErrorCannotWrite, Orvane::stringFromOVError(OVErrorCannotWrite, target.string()));
+        printError(errnoError("cannot replace", resolveLinks(target), errnum).message);
+        return OVErrorCannotWrite;
+    }
     const std::uint32_t code = engine.restoreBackedUpBookmarks();
     switch (code) {
     case OVErrorSuccess: return reportJobResult(code, kRestored);
@@ -78,7 +89,10 @@ int runRestore(const Args& args) {
         reportJobResult(code, Orvane::stringFromOVError(code, target.string()));
         printError("restore: there is no bookmarks file at \u201C" + target.string() + "\u201D to put the backup in place of");
         return static_cast<int>(code);
-    default: return reportJobResult(code, Orvane::stringFromOVError(code, target.string()));
+    default:
+        reportJobResult(code, Orvane::stringFromOVError(code, target.string()));
+        if (!engine.lastFileError().empty()) printError(engine.lastFileError());
+        return static_cast<int>(code);
     }
 }
 

@@ -1,13 +1,17 @@
 // orvane-cli sort: the sort job on a bookmarks file, or with --dry-run a report of what the job
 // would change, made from the same loading, validation and sorting without writing anything.
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <fcntl.h>
 #include <iterator>
 #include <optional>
 #include <string>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "application_folder.h"
+#include "atomic_file.h"
 #include "cli.h"
 
 namespace orvane::cli {
@@ -62,15 +66,19 @@ int usage(const std::string& message) {
 }
 
 // The job's message for a failure, with what the job's own text cannot say: why the file could
-// not be read, where the backup was to go, and where Safari's lock item is.
-int reportFailure(std::uint32_t code, const fs::path& file, const fs::path& backup) {
+// not be read or written, where the backup was to go and why it failed, and where Safari's lock
+// item is.
+int reportFailure(const Orvane& engine, std::uint32_t code, const fs::path& file, const fs::path& backup) {
     if (code == kOVUnsupportedBookmarksFile) {
         printError(kUnsupported);
         return static_cast<int>(code);
     }
     reportJobResult(code, Orvane::stringFromOVError(code, file.string()));
     if (code == OVErrorCannotRead) loadPropertyList(file.string());  // prints the reason, naming the file
-    if (code == OVErrorCannotWriteBackup) printError("the backup \u201C" + backup.string() + "\u201D could not be written");
+    if (code == OVErrorCannotWrite && !engine.lastFileError().empty()) printError(engine.lastFileError());
+    if (code == OVErrorCannotWriteBackup)
+        printError("the backup \u201C" + backup.string() + "\u201D could not be written" +
+                   (engine.lastFileError().empty() ? "" : ": " + engine.lastFileError()));
     // A lock left behind by a crashed Safari blocks every sort until someone removes it.
     std::error_code ignored;
     if (const fs::path lock = fs::absolute(file, ignored).parent_path() / "lock"; code == OVErrorFileBusy && fs::exists(lock, ignored))
@@ -98,7 +106,7 @@ int dryRun(Orvane& engine, const fs::path& file, const SortOptions& options, con
         code = OVErrorUnknownVersion;
     else if (engine.sortBookmarksWithRootDictionary(root, didSort).isNull())
         code = kOVUnsupportedBookmarksFile;
-    if (code != OVErrorSuccess) return reportFailure(code, file, backup);
+    if (code != OVErrorSuccess) return reportFailure(engine, code, file, backup);
 
     std::printf("%s (dry run, nothing written):\n", printable(file.string()).c_str());
     std::printf("  broken bookmarks removed: %zu\n", report.brokenBookmarksRemoved);
@@ -113,12 +121,14 @@ int dryRun(Orvane& engine, const fs::path& file, const SortOptions& options, con
     // the next sort that does write makes them again.
     const bool cleanups = report.brokenBookmarksRemoved || report.duplicatesRemoved || report.emptyFoldersRemoved || !report.renames.empty();
     std::string verdict;
+    struct stat st;
     if (!report.wouldWrite) {
         verdict = cleanups ? "no, it is in order (removals and renames alone are not saved)" : "no, it is in order";
+    } else if (::faccessat(AT_FDCWD, resolveLinks(file).c_str(), W_OK, AT_EACCESS) != 0) {
+        verdict = "no: " + errnoError("cannot replace", resolveLinks(file), errno).message + " (a sort would stop with status 6)";
     } else if (!options.backup) {
         verdict = "yes, without a backup";
     } else {
-        struct stat st;
         verdict = ::lstat(backup.c_str(), &st) == 0 ? "yes; the initial backup \u201C" + backup.string() + "\u201D exists and is kept"
                                                     : "yes, after copying it to the initial backup \u201C" + backup.string() + "\u201D";
     }
@@ -195,7 +205,7 @@ int runSort(const Args& args) {
     SortReport report;
     engine.setReport(&report);
     const std::uint32_t code = engine.sortBookmarks();
-    if (code != OVErrorSuccess) return reportFailure(code, file, backup);
+    if (code != OVErrorSuccess) return reportFailure(engine, code, file, backup);
     const int status = reportJobResult(code, Orvane::stringFromOVError(code, file.string()));
     // The job's message is the same either way; a script or a person re-running a sort wants to
     // know that the file was left alone.

@@ -347,3 +347,28 @@ TEST(CliFaults, NoFailureIsSilentAndNothingWaitsForever) {
 
     for (const std::string command : {"print", "convert"}) EXPECT_EQ(box.cli({command, "--", file}).exitCode, 0) << command;
 }
+
+// A file the user may not write is refused with the system's reason, by sort, its dry run and
+// restore alike. Root may write anything, so as root the commands run as nobody.
+TEST(CliFaults, FilesTheUserMayNotChangeAreRefusedWithTheReason) {
+    Sandbox box;
+    ASSERT_EQ(::chmod(box.dir.path().c_str(), 0777), 0);
+    ASSERT_EQ(::chmod(box.file.c_str(), 0444), 0);
+    auto cli = [&](std::vector<std::string> args) {
+        args.insert(args.begin(), test::cliPath());
+        if (::geteuid() == 0) args.insert(args.begin(), {"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"});
+        return test::run(args, {}, box.env);
+    };
+    const std::string reason = "orvane-cli: cannot replace " + box.file.string() + ": Permission denied\n";
+    auto r = cli({"sort", box.file.string()});
+    EXPECT_EQ(r.exitCode, 6);
+    EXPECT_EQ(r.err, "orvane-cli: The bookmarks file \u201C" + box.file.string() +
+                         "\u201D could not be saved. Please verify that you have read and write access to the file.\n" + reason);
+    r = cli({"sort", "--dry-run", box.file.string()});
+    expectIn(r.out, {"file written: no: cannot replace " + box.file.string() + ": Permission denied (a sort would stop with status 6)"});
+    r = cli({"restore", box.file.string()});  // the failed sort left its backup
+    EXPECT_EQ(r.exitCode, 6);
+    EXPECT_NE(r.err.find(reason), std::string::npos) << r.err;
+    EXPECT_EQ(test::readText(box.file), box.original);
+    EXPECT_TRUE(fs::exists(box.initialBackup));
+}
