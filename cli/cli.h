@@ -31,7 +31,9 @@ int runRestore(const Args& args);
 void printError(std::string_view message);
 
 // Reads and parses a property list from a file, or from standard input for "-". On failure
-// prints why, naming the file, and answers a Null value.
+// `why` says why, naming the file, and the value is Null.
+plist::ReadResult readPropertyListFile(std::string_view path, std::string& why);
+// The same, printing why on failure.
 plist::ReadResult loadPropertyList(std::string_view path);
 
 // Flushes standard output at the end of a command. When anything written there was lost (a full

@@ -266,14 +266,31 @@ TEST(CliRestore, PutsTheBackupBackAndConsumesIt) {
 
     r = box.cli({"restore", box.file.string()});
     EXPECT_EQ(r.exitCode, 1);
-    EXPECT_NE(r.err.find("\u201C" + box.initialBackup.string() + "\u201D could not be located"), std::string::npos) << r.err;
+    EXPECT_EQ(r.err, "orvane-cli: restore: there is no backup at \u201C" + box.initialBackup.string() +
+                         "\u201D; the first sort that changes the bookmarks file makes one\n");
     EXPECT_EQ(test::readText(box.file), box.original);
 
     test::writeFile(box / "other.plist", "backup");
     r = box.cli({"restore", "--backup", (box / "other.plist").string(), (box / "missing.plist").string()});
     EXPECT_EQ(r.exitCode, 2);
-    EXPECT_NE(r.err.find("no bookmarks file at \u201C" + (box / "missing.plist").string()), std::string::npos) << r.err;
+    EXPECT_EQ(r.err, "orvane-cli: restore: there is no bookmarks file at \u201C" + (box / "missing.plist").string() +
+                         "\u201D to put the backup in place of\n");
     EXPECT_TRUE(fs::exists(box / "other.plist"));
+
+    // A backup that is not a bookmarks file of a known version never replaces the bookmarks.
+    const struct { std::string contents; int exitCode; std::string says; } backups[] = {
+        {"backup", 3, "is not a bookmarks file (its root is not a folder); nothing was restored\n"},
+        {test::toXml(test::D({{"WebBookmarkType", test::S("WebBookmarkTypeList")}, {"WebBookmarkFileVersion", test::I(2)}})), 4, "is a bookmarks file of a newer version"},
+        {"bplist00", 5, "could not be read; nothing was restored\norvane-cli: " + (box / "other.plist").string() + ": not a valid binary"},
+    };
+    for (const auto& b : backups) {
+        test::writeFile(box / "other.plist", b.contents);
+        r = box.cli({"restore", "--backup", (box / "other.plist").string(), box.file.string()});
+        EXPECT_EQ(r.exitCode, b.exitCode);
+        EXPECT_NE(r.err.find("orvane-cli: restore: the backup \u201C" + (box / "other.plist").string() + "\u201D " + b.says), std::string::npos) << r.err;
+        EXPECT_EQ(test::readText(box.file), box.original);
+        EXPECT_EQ(test::readText(box / "other.plist"), b.contents);
+    }
 }
 
 // Files with both special folders are sorted into a file plistlib reads, and a second sort leaves
@@ -346,6 +363,7 @@ TEST(CliFaults, NoFailureIsSilentAndNothingWaitsForever) {
     }
 
     for (const std::string command : {"print", "convert"}) EXPECT_EQ(box.cli({command, "--", file}).exitCode, 0) << command;
+
 }
 
 // A file the user may not write is refused with the system's reason, by sort, its dry run and
