@@ -65,6 +65,12 @@ int usage(const std::string& message) {
     return ExitUsage;
 }
 
+// Safari's lock item beside the file.
+fs::path lockOf(const fs::path& file) {
+    std::error_code ignored;
+    return fs::absolute(file, ignored).parent_path() / "lock";
+}
+
 // The job's message for a failure, with what the job's own text cannot say: why the file could
 // not be read or written, where the backup was to go and why it failed, and where Safari's lock
 // item is.
@@ -81,7 +87,7 @@ int reportFailure(const Orvane& engine, std::uint32_t code, const fs::path& file
                    (engine.lastFileError().empty() ? "" : ": " + engine.lastFileError()));
     // A lock left behind by a crashed Safari blocks every sort until someone removes it.
     std::error_code ignored;
-    if (const fs::path lock = fs::absolute(file, ignored).parent_path() / "lock"; code == OVErrorFileBusy && fs::exists(lock, ignored))
+    if (const fs::path lock = lockOf(file); code == OVErrorFileBusy && fs::exists(lock, ignored))
         printError("Safari's \u201Clock\u201D item is at \u201C" + lock.string() + "\u201D");
     return static_cast<int>(code);
 }
@@ -132,6 +138,11 @@ int dryRun(Orvane& engine, const fs::path& file, const SortOptions& options, con
         verdict = ::lstat(backup.c_str(), &st) == 0 ? "yes; the initial backup \u201C" + backup.string() + "\u201D exists and is kept"
                                                     : "yes, after copying it to the initial backup \u201C" + backup.string() + "\u201D";
     }
+    // The job reads nothing while Safari's lock exists: it waits, and gives up if the lock stays.
+    if (engine.isBookmarksFileLocked())
+        verdict = "not now: Safari's \u201Clock\u201D item exists at \u201C" + lockOf(file).string() +
+                  "\u201D, so a sort would wait for it up to about 3 seconds and stop with status 8 if it stays; once it is gone: " +
+                  verdict;
     std::printf("  file written: %s\n", printable(verdict).c_str());
     return ExitOk;
 }
@@ -191,6 +202,11 @@ int runSort(const Args& args) {
 
     const fs::path file = expandTilde(options.file ? *options.file : kDefaultBookmarksFilename);
     const fs::path backup = options.backupPath ? expandTilde(*options.backupPath) : initialBackupFilename();
+    // An existing item at the backup path counts as the backup already made, so a folder there
+    // would mean a sort with no backup at all.
+    if (struct stat st; options.backupPath && ::stat(backup.c_str(), &st) == 0 && !S_ISREG(st.st_mode))
+        return usage("--backup names " + std::string(S_ISDIR(st.st_mode) ? "a folder" : "something other than a file") + ", \u201C" +
+                     backup.string() + "\u201D; give the path of the backup file itself");
 
     Orvane engine;
     engine.setBookmarksFilename(file.string());
@@ -206,11 +222,8 @@ int runSort(const Args& args) {
     engine.setReport(&report);
     const std::uint32_t code = engine.sortBookmarks();
     if (code != OVErrorSuccess) return reportFailure(engine, code, file, backup);
-    const int status = reportJobResult(code, Orvane::stringFromOVError(code, file.string()));
-    // The job's message is the same either way; a script or a person re-running a sort wants to
-    // know that the file was left alone.
-    if (!report.wouldWrite) std::puts(kAlreadyInOrder);
-    return status;
+    // The job's message speaks of a file saved, which is not so when it was already in order.
+    return reportJobResult(code, report.wouldWrite ? Orvane::stringFromOVError(code, file.string()) : kAlreadyInOrder);
 }
 
 }  // namespace orvane::cli

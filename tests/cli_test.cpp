@@ -169,8 +169,7 @@ TEST(CliSort, SortsOnceKeepsTheFirstBackupAndLeavesASortedFileAlone) {
     const auto sortedAt = fs::last_write_time(box.file);
     r = box.cli({"sort", box.file.string()});
     EXPECT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_EQ(r.out, "The bookmarks file was opened, sorted and saved.\n"
-                     "Nothing changed: the bookmarks were already in order, so the file was not written.\n");
+    EXPECT_EQ(r.out, "Nothing changed: the bookmarks were already in order, so the file was not written.\n");
     EXPECT_EQ(fs::last_write_time(box.file), sortedAt);
 
     // Every option the other way round; the backup still holds the file as the first sort found it.
@@ -338,7 +337,8 @@ print(leaves(plistlib.load(open(sys.argv[1], "rb"))))
     EXPECT_GT(refused, 0);
 }
 
-// The faults probing found: output that cannot be written, FIFOs, "--".
+// The faults probing found: output that cannot be written, FIFOs, "--", a folder named as the
+// backup, Safari's lock during a dry run.
 TEST(CliFaults, NoFailureIsSilentAndNothingWaitsForever) {
     Sandbox box;
     const std::string file = box.file.string(), fifo = (box / "fifo.plist").string();
@@ -364,6 +364,18 @@ TEST(CliFaults, NoFailureIsSilentAndNothingWaitsForever) {
 
     for (const std::string command : {"print", "convert"}) EXPECT_EQ(box.cli({command, "--", file}).exitCode, 0) << command;
 
+    fs::create_directory(box / "folder");
+    auto r = box.cli({"sort", "--backup", (box / "folder").string(), file});
+    EXPECT_EQ(r.exitCode, 64);
+    EXPECT_NE(r.err.find("--backup names a folder"), std::string::npos) << r.err;
+    EXPECT_EQ(test::readText(box.file), box.original);
+    EXPECT_TRUE(fs::is_empty(box / "folder"));
+
+    fs::create_directory(box / "lock");
+    r = box.cli({"sort", "--dry-run", file});
+    EXPECT_EQ(r.exitCode, 0);
+    expectIn(r.out, {"file written: not now: Safari's \u201Clock\u201D item exists at \u201C" + (box / "lock").string() +
+                     "\u201D, so a sort would wait for it up to about 3 seconds and stop with status 8 if it stays; once it is gone: yes"});
 }
 
 // A file the user may not write is refused with the system's reason, by sort, its dry run and
@@ -389,4 +401,34 @@ TEST(CliFaults, FilesTheUserMayNotChangeAreRefusedWithTheReason) {
     EXPECT_NE(r.err.find(reason), std::string::npos) << r.err;
     EXPECT_EQ(test::readText(box.file), box.original);
     EXPECT_TRUE(fs::exists(box.initialBackup));
+}
+
+// plistlib writes an object that a script put in two places once; Apple's reader gives each place
+// a copy, and so do we, up to a bound that an expansion bomb passes.
+TEST(CliFaults, AFolderInTwoPlacesIsReadTwiceButABombIsRefused) {
+    if (test::python3().empty()) GTEST_SKIP() << "no python3 to run plistlib";
+    Sandbox box;
+    const auto py = test::run({test::python3(), "-c", R"(import plistlib, sys
+leaf = {"WebBookmarkType": "WebBookmarkTypeLeaf", "URLString": "https://b.example/", "URIDictionary": {"title": "b"}}
+shared = {"WebBookmarkType": "WebBookmarkTypeList", "Title": "Shared", "Children": [leaf, dict(leaf, URLString="https://a.example/", URIDictionary={"title": "a"})]}
+bar = {"WebBookmarkType": "WebBookmarkTypeList", "Title": "BookmarksBar", "Children": [shared]}
+menu = {"WebBookmarkType": "WebBookmarkTypeList", "Title": "BookmarksMenu", "Children": [shared]}
+plistlib.dump({"WebBookmarkType": "WebBookmarkTypeList", "Children": [bar, menu]}, open(sys.argv[1], "wb"), fmt=plistlib.FMT_BINARY)
+bomb = True
+for _ in range(40): bomb = [bomb, bomb]
+plistlib.dump(bomb, open(sys.argv[2], "wb"), fmt=plistlib.FMT_BINARY)
+)", box.file.string(), (box / "bomb.plist").string()});
+    ASSERT_EQ(py.exitCode, 0) << py.err;
+
+    auto r = box.cli({"print", box.file.string()});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    expectIn(r.out, {"Bookmarks Bar/\n  Shared/\n    b  <https://b.example/>\n", "Bookmarks Menu/\n  Shared/\n    b  <https://b.example/>\n"});
+    r = box.cli({"sort", "--no-backup", box.file.string()});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    r = box.cli({"print", box.file.string()});
+    expectIn(r.out, {"Bookmarks Bar/\n  Shared/\n    a  <https://a.example/>\n    b", "Bookmarks Menu/\n  Shared/\n    a  <https://a.example/>\n    b"});
+
+    r = box.cli({"print", (box / "bomb.plist").string()});
+    EXPECT_EQ(r.exitCode, 5);
+    EXPECT_NE(r.err.find("copying its shared arrays and dictionaries for every reference would make more than"), std::string::npos) << r.err;
 }
