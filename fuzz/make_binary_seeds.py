@@ -9,6 +9,7 @@ a high part), which plistlib cannot write. Run it again after changing it; the o
 import datetime
 import os
 import plistlib
+import sys
 
 OUT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "corpus", "binary")
 
@@ -121,7 +122,13 @@ SEEDS = {
 }
 
 
-def main():
+def main(argv):
+    if argv in (["-h"], ["--help"]):
+        print(__doc__.strip() + "\n\nusage: fuzz/make_binary_seeds.py")
+        return
+    if argv:
+        print("usage: fuzz/make_binary_seeds.py  (no arguments; writes into fuzz/corpus/binary/)", file=sys.stderr)
+        sys.exit(64)
     os.makedirs(OUT, exist_ok=True)
     for name, data in SEEDS.items():
         with open(os.path.join(OUT, name), "wb") as f:
@@ -130,4 +137,4 @@ def main():
 
 
 if __name__ == "__main__":
-    main()
+    main(sys.argv[1:])

@@ -2,6 +2,14 @@
 # Installs the Debian packages the build and the tests need, only when something is missing.
 # Pass --fuzz to add clang's libFuzzer runtime.
 set -euo pipefail
+usage="usage: scripts/install-deps.sh [--fuzz]
+Installs the Debian packages that the build and the tests need, only when some are missing;
+--fuzz adds clang and libFuzzer."
+case "$#:${1:-}" in
+  0: | 1:--fuzz) ;;
+  1:-h | 1:--help) echo "$usage"; exit 0 ;;
+  *) echo "$usage" >&2; exit 64 ;;
+esac
 
 packages=(cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libplist-utils libicu-dev
   qt6-base-dev qt6-tools-dev qt6-l10n-tools qt6-tools-dev-tools dbus xvfb xauth desktop-file-utils appstream)

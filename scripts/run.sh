@@ -3,6 +3,14 @@
 # file in a scratch folder: its outline before, what a sort would do (dry run), the sort itself,
 # and the outline after.
 set -euo pipefail
+usage="usage: scripts/run.sh
+Installs what is missing, builds, and sorts a copy of examples/Bookmarks.plist in a scratch
+folder, showing it before and after."
+case "$#:${1:-}" in
+  0:) ;;
+  1:-h | 1:--help) echo "$usage"; exit 0 ;;
+  *) echo "$usage" >&2; exit 64 ;;
+esac
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 scripts/build.sh build
