@@ -130,8 +130,8 @@ int dryRun(Orvane& engine, const fs::path& file, const SortOptions& options, con
     struct stat st;
     if (!report.wouldWrite) {
         verdict = cleanups ? "no, it is in order (removals and renames alone are not saved)" : "no, it is in order";
-    } else if (::faccessat(AT_FDCWD, resolveLinks(file).c_str(), W_OK, AT_EACCESS) != 0) {
-        verdict = "no: " + errnoError("cannot replace", resolveLinks(file), errno).message + " (a sort would stop with status 6)";
+    } else if (const fs::path target = resolveLinks(file); ::faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0) {
+        verdict = "no: " + errnoError("cannot replace", target, errno).message + " (a sort would stop with status 6)";
     } else if (!options.backup) {
         verdict = "yes, without a backup";
     } else {
