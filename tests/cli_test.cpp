@@ -63,6 +63,12 @@ struct Sandbox {
         test::writeFile(file, original);
     }
     test::RunResult cli(std::vector<std::string> args) const { return ::cli(std::move(args), {}, env); }
+    // orvane-cli run through `wrapper`: a shell that redirects its output, a deadline, another user.
+    test::RunResult cliThrough(std::vector<std::string> wrapper, const std::vector<std::string>& args) const {
+        wrapper.push_back(test::cliPath());
+        wrapper.insert(wrapper.end(), args.begin(), args.end());
+        return test::run(wrapper, {}, env);
+    }
     fs::path operator/(std::string_view name) const { return dir / name; }
 
     test::TempDir dir;
@@ -345,21 +351,21 @@ TEST(CliFaults, NoFailureIsSilentAndNothingWaitsForever) {
     for (const std::vector<std::string>& args : {std::vector<std::string>{"print", file}, {"sort", "--dry-run", file},
                                                   {"convert", "--format", "xml", file}, {"sort", "--help"}}) {
         SCOPED_TRACE(args[0] + " " + args[1]);
-        std::vector<std::string> argv{"/bin/sh", "-c", "exec \"$0\" \"$@\" >/dev/full", test::cliPath()};
-        argv.insert(argv.end(), args.begin(), args.end());
-        const auto r = test::run(argv, {}, box.env);
+        const auto r = box.cliThrough({"/bin/sh", "-c", "exec \"$0\" \"$@\" >/dev/full"}, args);
         EXPECT_EQ(r.exitCode, 6);
         EXPECT_NE(r.err.find("orvane-cli: cannot write standard output: No space left on device\n"), std::string::npos) << r.err;
     }
 
+    // Opening a FIFO waits for a writer: it is refused unopened, as input and as output alike.
     ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-    for (const std::vector<std::string>& args : {std::vector<std::string>{"print", fifo}, {"sort", fifo}, {"sort", "-n", fifo}, {"convert", fifo}}) {
+    for (const std::vector<std::string>& args :
+         {std::vector<std::string>{"print", fifo}, {"sort", fifo}, {"sort", "-n", fifo}, {"convert", fifo}, {"convert", "-o", fifo, file}}) {
         SCOPED_TRACE(args[0] + " " + args[1]);
-        std::vector<std::string> argv{"/usr/bin/timeout", "60", test::cliPath()};  // a generous deadline, not a measure
-        argv.insert(argv.end(), args.begin(), args.end());
-        const auto r = test::run(argv, {}, box.env);
-        EXPECT_EQ(r.exitCode, 5);
-        EXPECT_NE(r.err.find("cannot read " + fifo + ": it is a FIFO (named pipe), not a regular file\n"), std::string::npos) << r.err;
+        const auto r = box.cliThrough({"/usr/bin/timeout", "60"}, args);  // a generous deadline, not a measure
+        const bool output = args[1] == "-o";
+        EXPECT_EQ(r.exitCode, output ? 6 : 5);
+        EXPECT_NE(r.err.find((output ? "cannot replace " : "cannot read ") + fifo + ": it is a FIFO (named pipe), not a regular file\n"),
+                  std::string::npos) << r.err;
     }
 
     for (const std::string command : {"print", "convert"}) EXPECT_EQ(box.cli({command, "--", file}).exitCode, 0) << command;
@@ -384,10 +390,9 @@ TEST(CliFaults, FilesTheUserMayNotChangeAreRefusedWithTheReason) {
     Sandbox box;
     ASSERT_EQ(::chmod(box.dir.path().c_str(), 0777), 0);
     ASSERT_EQ(::chmod(box.file.c_str(), 0444), 0);
-    auto cli = [&](std::vector<std::string> args) {
-        args.insert(args.begin(), test::cliPath());
-        if (::geteuid() == 0) args.insert(args.begin(), {"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"});
-        return test::run(args, {}, box.env);
+    auto cli = [&](const std::vector<std::string>& args) {
+        if (::geteuid() != 0) return box.cli(args);
+        return box.cliThrough({"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"}, args);
     };
     const std::string reason = "orvane-cli: cannot replace " + box.file.string() + ": Permission denied\n";
     auto r = cli({"sort", box.file.string()});
@@ -404,8 +409,8 @@ TEST(CliFaults, FilesTheUserMayNotChangeAreRefusedWithTheReason) {
 }
 
 // plistlib writes an object that a script put in two places once; Apple's reader gives each place
-// a copy, and so do we, up to a bound that an expansion bomb passes.
-TEST(CliFaults, AFolderInTwoPlacesIsReadTwiceButABombIsRefused) {
+// a copy, and so do we (binary_test tries the bound that an expansion bomb passes).
+TEST(CliFaults, AFolderThatPlistlibWroteForTwoPlacesIsReadTwice) {
     if (test::python3().empty()) GTEST_SKIP() << "no python3 to run plistlib";
     Sandbox box;
     const auto py = test::run({test::python3(), "-c", R"(import plistlib, sys
@@ -414,10 +419,7 @@ shared = {"WebBookmarkType": "WebBookmarkTypeList", "Title": "Shared", "Children
 bar = {"WebBookmarkType": "WebBookmarkTypeList", "Title": "BookmarksBar", "Children": [shared]}
 menu = {"WebBookmarkType": "WebBookmarkTypeList", "Title": "BookmarksMenu", "Children": [shared]}
 plistlib.dump({"WebBookmarkType": "WebBookmarkTypeList", "Children": [bar, menu]}, open(sys.argv[1], "wb"), fmt=plistlib.FMT_BINARY)
-bomb = True
-for _ in range(40): bomb = [bomb, bomb]
-plistlib.dump(bomb, open(sys.argv[2], "wb"), fmt=plistlib.FMT_BINARY)
-)", box.file.string(), (box / "bomb.plist").string()});
+)", box.file.string()});
     ASSERT_EQ(py.exitCode, 0) << py.err;
 
     auto r = box.cli({"print", box.file.string()});
@@ -427,8 +429,4 @@ plistlib.dump(bomb, open(sys.argv[2], "wb"), fmt=plistlib.FMT_BINARY)
     ASSERT_EQ(r.exitCode, 0) << r.err;
     r = box.cli({"print", box.file.string()});
     expectIn(r.out, {"Bookmarks Bar/\n  Shared/\n    a  <https://a.example/>\n    b", "Bookmarks Menu/\n  Shared/\n    a  <https://a.example/>\n    b"});
-
-    r = box.cli({"print", (box / "bomb.plist").string()});
-    EXPECT_EQ(r.exitCode, 5);
-    EXPECT_NE(r.err.find("copying its shared arrays and dictionaries for every reference would make more than"), std::string::npos) << r.err;
 }
