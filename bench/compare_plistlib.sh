@@ -10,6 +10,11 @@
 # seconds (user + system) are shown beside wall seconds because the machine may be shared. Peak
 # memory is the process's peak RSS (getrusage), the interpreter's or program's baseline included.
 set -euo pipefail
+usage="usage: bench/compare_plistlib.sh [BUILD_DIR [BOOKMARKS]]
+Reads and rewrites a generated file of BOOKMARKS bookmarks (default 100000) with plistlib and with
+BUILD_DIR/bench/plist_peak_memory (default build), and prints time and peak memory side by side."
+if [[ $# -eq 1 && ($1 == -h || $1 == --help) ]]; then echo "$usage"; exit 0; fi
+if (($# > 2)) || [[ ${1:-} == -* || ! ${2:-0} =~ ^[0-9]+$ ]]; then echo "$usage" >&2; exit 64; fi
 
 here=$(cd "$(dirname "$0")" && pwd)
 source "$here/compare_common.sh"

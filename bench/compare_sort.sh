@@ -19,6 +19,12 @@
 # assumes a locale that orders plain ASCII letters, digits and blanks as ICU's root order does,
 # which the common ones do.
 set -euo pipefail
+usage="usage: bench/compare_sort.sh [BUILD_DIR [BOOKMARKS]]
+Sorts a generated file of BOOKMARKS bookmarks (default 100000) with bench/sort_plistlib.py and
+with the sort job of BUILD_DIR/bench/plist_peak_memory (default build), and prints time and peak
+memory side by side."
+if [[ $# -eq 1 && ($1 == -h || $1 == --help) ]]; then echo "$usage"; exit 0; fi
+if (($# > 2)) || [[ ${1:-} == -* || ! ${2:-0} =~ ^[0-9]+$ ]]; then echo "$usage" >&2; exit 64; fi
 
 here=$(cd "$(dirname "$0")" && pwd)
 source "$here/compare_common.sh"

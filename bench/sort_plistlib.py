@@ -102,11 +102,15 @@ def cpu_seconds():
 
 
 def main(argv):
+    if argv in (["-h"], ["--help"]):
+        print(__doc__.strip())
+        return
     sort = argv[:1] != ["--no-sort"]
     if not sort:
         argv = argv[1:]
-    if len(argv) != 2:
-        sys.exit("usage: sort_plistlib.py [--no-sort] IN OUT")
+    if len(argv) != 2 or any(a.startswith("-") for a in argv):
+        print("usage: bench/sort_plistlib.py [--no-sort] IN OUT", file=sys.stderr)
+        sys.exit(64)
     src, out = argv
     baseline = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
     start, cpu_start = time.perf_counter(), cpu_seconds()

@@ -4,7 +4,13 @@
 # a stand-in Safari (no update alert). Needs xvfb and x11-utils (scripts/install-deps.sh --screenshot).
 #   bench/window_startup.sh [BUILD] [RUNS]
 set -euo pipefail
-if [[ "${1:-}" == "-h" || "${1:-}" == "--help" ]]; then sed -n '2,5p' "$0" | sed 's/^# \{0,1\}//'; exit 0; fi
+usage="usage: bench/window_startup.sh [BUILD] [RUNS]
+Times build/bin/orvane from its start to its mapped window under Xvfb (default: build, 10 runs)."
+case "${1:-}" in
+  -h | --help) echo "$usage"; exit 0 ;;
+  -*) echo "$usage" >&2; exit 64 ;;
+esac
+(($# <= 2)) || { echo "$usage" >&2; exit 64; }
 cd "$(dirname "$0")/.."
 build=${1:-build}
 runs=${2:-10}

@@ -31,8 +31,15 @@ int runRestore(const Args& args);
 void printError(std::string_view message);
 
 // Reads and parses a property list from a file, or from standard input for "-". On failure
-// prints why, naming the file, and answers a Null value.
+// `why` says why, naming the file, and the value is Null.
+plist::ReadResult readPropertyListFile(std::string_view path, std::string& why);
+// The same, printing why on failure.
 plist::ReadResult loadPropertyList(std::string_view path);
+
+// Flushes standard output at the end of a command. When anything written there was lost (a full
+// disk, a closed pipe), prints why and answers ExitUnwritable in place of a success; a command
+// that failed keeps its own status.
+int finishStandardOutput(int status);
 
 // Prints a job's message: on standard output for 0, otherwise on standard error with one
 // "orvane-cli: " line per paragraph. Answers the code, which is also the exit status.

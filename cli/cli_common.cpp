@@ -1,4 +1,6 @@
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <unistd.h>
 
 #include "atomic_file.h"
@@ -9,25 +11,24 @@ namespace orvane::cli {
 
 void printError(std::string_view message) { std::fprintf(stderr, "orvane-cli: %.*s\n", static_cast<int>(message.size()), message.data()); }
 
-plist::ReadResult loadPropertyList(std::string_view path) {
+plist::ReadResult readPropertyListFile(std::string_view path, std::string& why) {
     std::vector<std::uint8_t> bytes;
+    plist::ReadResult failed;
+    failed.status.message = "unreadable";
     if (path == "-") {
         std::uint8_t buffer[64 * 1024];
         for (;;) {
             ssize_t n = ::read(STDIN_FILENO, buffer, sizeof buffer);
+            if (n < 0 && errno == EINTR) continue;
             if (n < 0) {
-                printError("cannot read standard input");
-                plist::ReadResult failed;
-                failed.status.message = "unreadable";
+                why = std::string("cannot read standard input: ") + std::strerror(errno);
                 return failed;
             }
             if (n == 0) break;
             bytes.insert(bytes.end(), buffer, buffer + n);
         }
     } else if (IoError io = readWholeFile(std::string(path), bytes); !io.ok()) {
-        printError(io.message);
-        plist::ReadResult failed;
-        failed.status.message = io.message;
+        why = io.message;
         return failed;
     }
     plist::ReadResult result = plist::readPropertyList(bytes);
@@ -35,9 +36,24 @@ plist::ReadResult loadPropertyList(std::string_view path) {
         std::string name = path == "-" ? "standard input" : std::string(path);
         std::string kind = result.format == plist::Format::Unknown ? "property list"
                                                                    : std::string(plist::formatName(result.format)) + " property list";
-        printError(name + ": not a valid " + kind + ": " + result.status.description());
+        why = name + ": not a valid " + kind + ": " + result.status.description();
     }
     return result;
+}
+
+plist::ReadResult loadPropertyList(std::string_view path) {
+    std::string why;
+    plist::ReadResult result = readPropertyListFile(path, why);
+    if (!result) printError(why);
+    return result;
+}
+
+int finishStandardOutput(int status) {
+    errno = 0;
+    if (std::fflush(stdout) == 0 && !std::ferror(stdout)) return status;
+    const int errnum = errno != 0 ? errno : EIO;
+    printError(std::string("cannot write standard output: ") + std::strerror(errnum));
+    return status == ExitOk ? ExitUnwritable : status;
 }
 
 int reportJobResult(std::uint32_t code, std::string_view message) {

@@ -22,31 +22,33 @@ const char* kHelp =
     "  -o, --output OUTPUT       output file (default: standard output)\n"
     "  -h, --help                show this help\n"
     "\n"
-    "Exit status: 0 done, 5 FILE unreadable or not a property list, 6 OUTPUT not written,\n"
-    "64 usage error.\n";
+    "Exit status: 0 done, 5 FILE unreadable or not a property list, 6 OUTPUT (or standard\n"
+    "output) not written, 64 usage error.\n";
 
 }  // namespace
 
 int runConvert(const Args& args) {
     std::string_view format = "binary", output = "-", input;
-    bool haveInput = false;
+    bool haveInput = false, optionsEnded = false;
     for (std::size_t i = 0; i < args.size(); ++i) {
         std::string_view a = args[i];
-        if (a == "-h" || a == "--help") {
+        const bool option = !optionsEnded && a.size() > 1 && a[0] == '-';
+        if (option && a == "--") {
+            optionsEnded = true;
+        } else if (option && (a == "-h" || a == "--help")) {
             std::fputs(kHelp, stdout);
             return ExitOk;
-        }
-        if (a == "-f" || a == "--format" || a == "-o" || a == "--output") {
+        } else if (option && (a == "-f" || a == "--format" || a == "-o" || a == "--output")) {
             if (i + 1 == args.size()) {
                 printError("convert: " + std::string(a) + " needs a value; see 'orvane-cli convert --help'");
                 return ExitUsage;
             }
             (a == "-f" || a == "--format" ? format : output) = args[++i];
-        } else if (a.starts_with("--format=")) {
+        } else if (option && a.starts_with("--format=")) {
             format = a.substr(9);
-        } else if (a.starts_with("--output=")) {
+        } else if (option && a.starts_with("--output=")) {
             output = a.substr(9);
-        } else if (a.size() > 1 && a[0] == '-') {
+        } else if (option) {
             printError("convert: unknown option '" + std::string(a) + "'; see 'orvane-cli convert --help'");
             return ExitUsage;
         } else if (haveInput) {

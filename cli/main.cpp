@@ -21,14 +21,9 @@ const char* kUsage =
     "Run 'orvane-cli COMMAND --help' for a command's options.\n";
 }
 
-int main(int argc, char** argv) {
+namespace {
+int dispatch(std::string_view command, const orvane::cli::Args& args) {
     using namespace orvane::cli;
-    if (argc < 2) {
-        std::fputs(kUsage, stderr);
-        return ExitUsage;
-    }
-    std::string_view command = argv[1];
-    Args args(argv + 2, argv + argc);
     if (command == "--help" || command == "-h" || command == "help") {
         std::fputs(kUsage, stdout);
         return ExitOk;
@@ -39,4 +34,14 @@ int main(int argc, char** argv) {
     if (command == "print") return runPrint(args);
     printError("unknown command '" + std::string(command) + "'; try 'orvane-cli --help'");
     return ExitUsage;
+}
+}  // namespace
+
+int main(int argc, char** argv) {
+    using namespace orvane::cli;
+    if (argc < 2) {
+        std::fputs(kUsage, stderr);
+        return ExitUsage;
+    }
+    return finishStandardOutput(dispatch(argv[1], Args(argv + 2, argv + argc)));
 }

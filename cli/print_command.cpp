@@ -18,7 +18,7 @@ const char* kHelp =
     "Bookmarks Bar and Bookmarks Menu are named as such.\n"
     "\n"
     "Exit status: 0 done, 3 FILE is a property list but not a bookmarks file, 5 FILE unreadable\n"
-    "or not a property list, 64 usage error.\n";
+    "or not a property list, 6 standard output cannot be written, 64 usage error.\n";
 
 std::string stringAt(const plist::Value& node, std::string_view key) {
     const plist::Dictionary* d = node.asDictionary();
@@ -60,13 +60,18 @@ std::string describe(const Orvane& engine, const plist::Value& node, bool atRoot
 
 int runPrint(const Args& args) {
     std::string_view input;
-    bool haveInput = false;
+    bool haveInput = false, optionsEnded = false;
     for (std::string_view a : args) {
-        if (a == "-h" || a == "--help") {
+        const bool option = !optionsEnded && a.size() > 1 && a[0] == '-';
+        if (option && a == "--") {
+            optionsEnded = true;
+            continue;
+        }
+        if (option && (a == "-h" || a == "--help")) {
             std::fputs(kHelp, stdout);
             return ExitOk;
         }
-        if (a.size() > 1 && a[0] == '-') {
+        if (option) {
             printError("print: unknown option '" + std::string(a) + "'; see 'orvane-cli print --help'");
             return ExitUsage;
         }

@@ -1,9 +1,14 @@
 // orvane-cli restore: puts the initial backup back in place of the bookmarks file.
+#include <cerrno>
 #include <cstdio>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <optional>
 #include <string>
 
 #include "application_folder.h"
+#include "atomic_file.h"
 #include "cli.h"
 
 namespace orvane::cli {
@@ -15,7 +20,9 @@ const char* kHelp =
     "\n"
     "Puts the initial backup that the first sort made back in place of the bookmarks file FILE\n"
     "(default: ~/Library/Safari/Bookmarks.plist), in one atomic step. The backup is used up: it\n"
-    "no longer exists afterwards, and the next sort that writes makes a new one.\n"
+    "no longer exists afterwards, and the next sort that writes makes a new one. Nothing is\n"
+    "replaced unless the backup reads as a bookmarks file of a version the sort knows, and FILE\n"
+    "is a file you may write.\n"
     "\n"
     "Options:\n"
     "  --backup PATH   the backup to restore (default: $XDG_DATA_HOME/Orvane/\n"
@@ -23,8 +30,9 @@ const char* kHelp =
     "                  unless set)\n"
     "  -h, --help      show this help\n"
     "\n"
-    "Exit status: 0 restored; 1 no backup; 2 FILE not found; 6 FILE not replaced;\n"
-    "64 usage error.\n";
+    "Exit status: 0 restored; 1 no backup; 2 FILE not found; 3 the backup is not a bookmarks\n"
+    "file; 4 the backup is a bookmarks file of a newer version; 5 the backup cannot be read or is\n"
+    "not a property list; 6 FILE not replaced; 64 usage error.\n";
 
 // Answered for success instead of the job's success text, which speaks of a sort.
 constexpr std::string_view kRestored = "The initial backup of your bookmarks have now been restored.";
@@ -32,6 +40,24 @@ constexpr std::string_view kRestored = "The initial backup of your bookmarks hav
 int usage(const std::string& message) {
     printError("restore: " + message + "; see 'orvane-cli restore --help'");
     return ExitUsage;
+}
+
+// The checks of loading and verifying that a sort makes of the bookmarks file, made of the
+// backup: the job's code for what is wrong, or 0 when it may be restored.
+int checkBackup(const Orvane& engine, const fs::path& backup) {
+    std::string why;
+    const plist::ReadResult read = readPropertyListFile(backup.string(), why);
+    auto refuse = [&](OVError code, std::string_view problem) {
+        printError("restore: the backup \u201C" + backup.string() + "\u201D " + std::string(problem) + "; nothing was restored");
+        if (!why.empty()) printError(why);
+        return static_cast<int>(code);
+    };
+    if (!read) return refuse(OVErrorCannotRead, "could not be read");
+    if (!engine.verifyThatDictionaryIsBookmarksFileRootNode(read.value))
+        return refuse(OVErrorNotBookmarksFile, "is not a bookmarks file (its root is not a folder)");
+    if (!engine.verifyThatDictionaryHasCorrectVersionWithRootNode(read.value))
+        return refuse(OVErrorUnknownVersion, "is a bookmarks file of a newer version");
+    return OVErrorSuccess;
 }
 
 }  // namespace
@@ -68,17 +94,33 @@ int runRestore(const Args& args) {
     Orvane engine;
     engine.setBookmarksFilename(target.string());
     engine.setBackupFilename(backup.string());
+    // The engine's restore puts whatever is at the backup path in place; a mistyped --backup must
+    // not replace the bookmarks with some other file, so the backup is loaded and checked first,
+    // as a sort checks the bookmarks file, and the bookmarks file must be one the user may change.
+    struct stat st;
+    if (engine.bookmarksFilename() && ::lstat(backup.c_str(), &st) == 0) {
+        if (const int refused = checkBackup(engine, backup); refused != OVErrorSuccess) return refused;
+        if (::faccessat(AT_FDCWD, resolveLinks(target).c_str(), W_OK, AT_EACCESS) != 0) {
+            const int errnum = errno;
+            printError("restore: the bookmarks file \u201C" + target.string() + "\u201D could not be replaced by the backup; nothing was restored");
+            printError(errnoError("cannot replace", resolveLinks(target), errnum).message);
+            return OVErrorCannotWrite;
+        }
+    }
     const std::uint32_t code = engine.restoreBackedUpBookmarks();
     switch (code) {
     case OVErrorSuccess: return reportJobResult(code, kRestored);
-    // The job's text for 1 speaks of "the bookmarks file": here the file not found is the backup.
-    case OVErrorFileNotFound: return reportJobResult(code, Orvane::stringFromOVError(code, backup.string()));
+    // The job's texts for these speak of the bookmarks file, or of an unknown error.
+    case OVErrorFileNotFound:
+        printError("restore: there is no backup at \u201C" + backup.string() + "\u201D; the first sort that changes the bookmarks file makes one");
+        return static_cast<int>(code);
     case OVErrorOutputFileNotFound:
-        // The job's text for 2 is the unknown-error text, which does not say what is missing.
-        reportJobResult(code, Orvane::stringFromOVError(code, target.string()));
         printError("restore: there is no bookmarks file at \u201C" + target.string() + "\u201D to put the backup in place of");
         return static_cast<int>(code);
-    default: return reportJobResult(code, Orvane::stringFromOVError(code, target.string()));
+    default:
+        printError("restore: the bookmarks file \u201C" + target.string() + "\u201D could not be replaced by the backup");
+        if (!engine.lastFileError().empty()) printError(engine.lastFileError());
+        return static_cast<int>(code);
     }
 }
 

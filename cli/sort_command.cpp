@@ -1,13 +1,17 @@
 // orvane-cli sort: the sort job on a bookmarks file, or with --dry-run a report of what the job
 // would change, made from the same loading, validation and sorting without writing anything.
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <fcntl.h>
 #include <iterator>
 #include <optional>
 #include <string>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "application_folder.h"
+#include "atomic_file.h"
 #include "cli.h"
 
 namespace orvane::cli {
@@ -38,9 +42,9 @@ const char* kHelp =
     "  -h, --help        show this help\n"
     "\n"
     "Exit status: 0 sorted, or already in order; 1 FILE not found; 3 not a bookmarks file;\n"
-    "4 bookmarks file of a newer version; 5 FILE unreadable; 6 FILE not written; 7 backup not\n"
-    "written; 8 Safari is using the file; 64 usage error; 70 FILE has no Bookmarks Bar or no\n"
-    "Bookmarks Menu, and was left unchanged.\n";
+    "4 bookmarks file of a newer version; 5 FILE unreadable; 6 FILE (or standard output) not\n"
+    "written; 7 backup not written; 8 Safari is using the file; 64 usage error; 70 FILE has no\n"
+    "Bookmarks Bar or no Bookmarks Menu, and was left unchanged.\n";
 
 constexpr const char* kAlreadyInOrder = "Nothing changed: the bookmarks were already in order, so the file was not written.";
 constexpr std::string_view kUnsupported = "The bookmarks file has no Bookmarks Bar or Bookmarks Menu; it was left unchanged.";
@@ -61,19 +65,29 @@ int usage(const std::string& message) {
     return ExitUsage;
 }
 
+// Safari's lock item beside the file.
+fs::path lockOf(const fs::path& file) {
+    std::error_code ignored;
+    return fs::absolute(file, ignored).parent_path() / "lock";
+}
+
 // The job's message for a failure, with what the job's own text cannot say: why the file could
-// not be read, where the backup was to go, and where Safari's lock item is.
-int reportFailure(std::uint32_t code, const fs::path& file, const fs::path& backup) {
+// not be read or written, where the backup was to go and why it failed, and where Safari's lock
+// item is.
+int reportFailure(const Orvane& engine, std::uint32_t code, const fs::path& file, const fs::path& backup) {
     if (code == kOVUnsupportedBookmarksFile) {
         printError(kUnsupported);
         return static_cast<int>(code);
     }
     reportJobResult(code, Orvane::stringFromOVError(code, file.string()));
     if (code == OVErrorCannotRead) loadPropertyList(file.string());  // prints the reason, naming the file
-    if (code == OVErrorCannotWriteBackup) printError("the backup \u201C" + backup.string() + "\u201D could not be written");
+    if (code == OVErrorCannotWrite && !engine.lastFileError().empty()) printError(engine.lastFileError());
+    if (code == OVErrorCannotWriteBackup)
+        printError("the backup \u201C" + backup.string() + "\u201D could not be written" +
+                   (engine.lastFileError().empty() ? "" : ": " + engine.lastFileError()));
     // A lock left behind by a crashed Safari blocks every sort until someone removes it.
     std::error_code ignored;
-    if (const fs::path lock = fs::absolute(file, ignored).parent_path() / "lock"; code == OVErrorFileBusy && fs::exists(lock, ignored))
+    if (const fs::path lock = lockOf(file); code == OVErrorFileBusy && fs::exists(lock, ignored))
         printError("Safari's \u201Clock\u201D item is at \u201C" + lock.string() + "\u201D");
     return static_cast<int>(code);
 }
@@ -98,7 +112,7 @@ int dryRun(Orvane& engine, const fs::path& file, const SortOptions& options, con
         code = OVErrorUnknownVersion;
     else if (engine.sortBookmarksWithRootDictionary(root, didSort).isNull())
         code = kOVUnsupportedBookmarksFile;
-    if (code != OVErrorSuccess) return reportFailure(code, file, backup);
+    if (code != OVErrorSuccess) return reportFailure(engine, code, file, backup);
 
     std::printf("%s (dry run, nothing written):\n", printable(file.string()).c_str());
     std::printf("  broken bookmarks removed: %zu\n", report.brokenBookmarksRemoved);
@@ -113,15 +127,22 @@ int dryRun(Orvane& engine, const fs::path& file, const SortOptions& options, con
     // the next sort that does write makes them again.
     const bool cleanups = report.brokenBookmarksRemoved || report.duplicatesRemoved || report.emptyFoldersRemoved || !report.renames.empty();
     std::string verdict;
+    struct stat st;
     if (!report.wouldWrite) {
         verdict = cleanups ? "no, it is in order (removals and renames alone are not saved)" : "no, it is in order";
+    } else if (const fs::path target = resolveLinks(file); ::faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0) {
+        verdict = "no: " + errnoError("cannot replace", target, errno).message + " (a sort would stop with status 6)";
     } else if (!options.backup) {
         verdict = "yes, without a backup";
     } else {
-        struct stat st;
         verdict = ::lstat(backup.c_str(), &st) == 0 ? "yes; the initial backup \u201C" + backup.string() + "\u201D exists and is kept"
                                                     : "yes, after copying it to the initial backup \u201C" + backup.string() + "\u201D";
     }
+    // The job reads nothing while Safari's lock exists: it waits, and gives up if the lock stays.
+    if (engine.isBookmarksFileLocked())
+        verdict = "not now: Safari's \u201Clock\u201D item exists at \u201C" + lockOf(file).string() +
+                  "\u201D, so a sort would wait for it up to about 3 seconds and stop with status 8 if it stays; once it is gone: " +
+                  verdict;
     std::printf("  file written: %s\n", printable(verdict).c_str());
     return ExitOk;
 }
@@ -181,6 +202,11 @@ int runSort(const Args& args) {
 
     const fs::path file = expandTilde(options.file ? *options.file : kDefaultBookmarksFilename);
     const fs::path backup = options.backupPath ? expandTilde(*options.backupPath) : initialBackupFilename();
+    // An existing item at the backup path counts as the backup already made, so a folder there
+    // would mean a sort with no backup at all.
+    if (struct stat st; options.backupPath && ::stat(backup.c_str(), &st) == 0 && !S_ISREG(st.st_mode))
+        return usage("--backup names " + std::string(S_ISDIR(st.st_mode) ? "a folder" : "something other than a file") + ", \u201C" +
+                     backup.string() + "\u201D; give the path of the backup file itself");
 
     Orvane engine;
     engine.setBookmarksFilename(file.string());
@@ -195,12 +221,9 @@ int runSort(const Args& args) {
     SortReport report;
     engine.setReport(&report);
     const std::uint32_t code = engine.sortBookmarks();
-    if (code != OVErrorSuccess) return reportFailure(code, file, backup);
-    const int status = reportJobResult(code, Orvane::stringFromOVError(code, file.string()));
-    // The job's message is the same either way; a script or a person re-running a sort wants to
-    // know that the file was left alone.
-    if (!report.wouldWrite) std::puts(kAlreadyInOrder);
-    return status;
+    if (code != OVErrorSuccess) return reportFailure(engine, code, file, backup);
+    // The job's message speaks of a file saved, which is not so when it was already in order.
+    return reportJobResult(code, report.wouldWrite ? Orvane::stringFromOVError(code, file.string()) : kAlreadyInOrder);
 }
 
 }  // namespace orvane::cli

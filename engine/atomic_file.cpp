@@ -4,43 +4,26 @@
 #include <climits>
 #include <cstring>
 #include <fcntl.h>
-#include <random>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "new_file.h"
 
 namespace orvane {
 namespace fs = std::filesystem;
 
 namespace {
 
-IoError errnoError(const std::string& what, const fs::path& path, int errnum) {
-    return {errnum, what + " " + path.string() + ": " + std::strerror(errnum)};
+// What a file that is not a regular file is, for messages.
+std::string notRegular(const fs::path& path, mode_t mode, const char* verb) {
+    const char* kind = S_ISDIR(mode)    ? "a folder"
+                       : S_ISFIFO(mode) ? "a FIFO (named pipe)"
+                       : S_ISSOCK(mode) ? "a socket"
+                       : S_ISCHR(mode)  ? "a character device"
+                       : S_ISBLK(mode)  ? "a block device"
+                                        : "something else";
+    return std::string("cannot ") + verb + " " + path.string() + ": it is " + kind + ", not a regular file";
 }
-
-// Closes the descriptor when the scope ends, and removes the file unless told to keep it.
-class TempFile {
-public:
-    TempFile(int fd, fs::path path) : fd_(fd), path_(std::move(path)) {}
-    ~TempFile() {
-        if (fd_ >= 0) ::close(fd_);
-        if (!kept_) ::unlink(path_.c_str());
-    }
-    TempFile(const TempFile&) = delete;
-    TempFile& operator=(const TempFile&) = delete;
-    int fd() const { return fd_; }
-    const fs::path& path() const { return path_; }
-    int close() {
-        int rc = ::close(fd_);
-        fd_ = -1;
-        return rc;
-    }
-    void keep() { kept_ = true; }
-
-private:
-    int fd_;
-    fs::path path_;
-    bool kept_ = false;
-};
 
 // A regular file open for reading, closed when the scope ends.
 struct ReadableFile {
@@ -52,17 +35,38 @@ struct ReadableFile {
     ~ReadableFile() {
         if (fd >= 0) ::close(fd);
     }
-    // `verb` says what the caller does with it, for the error: "cannot copy x: not a regular file".
+    // `verb` says what the caller does with it, for the error: "cannot copy x: it is a folder, ...".
     IoError open(const fs::path& path, const char* verb) {
-        fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        // Opening a FIFO waits for a writer and opening a device may act on it: look first, and
+        // open without waiting in case the file is swapped meanwhile.
+        if (::stat(path.c_str(), &st) != 0) return errnoError("cannot open", path, errno);
+        if (!S_ISREG(st.st_mode)) return {EINVAL, notRegular(path, st.st_mode, verb)};
+        fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
         if (fd < 0) return errnoError("cannot open", path, errno);
         if (::fstat(fd, &st) != 0) return errnoError("cannot read", path, errno);
-        if (!S_ISREG(st.st_mode)) return {EINVAL, std::string("cannot ") + verb + " " + path.string() + ": not a regular file"};
+        if (!S_ISREG(st.st_mode)) return {EINVAL, notRegular(path, st.st_mode, verb)};
+        if (const int flags = ::fcntl(fd, F_GETFL); flags >= 0) ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK);
         return {};
     }
 };
 
+// Someone replacing another user's file (root, or a member of the file's group where its mode
+// lets the group write) gives the new file the old one's owner and group; a caller who may not
+// give files away keeps at least the group when it is one of the caller's.
+void keepOwnerAndGroup(int fd, const struct stat& old) {
+    struct stat now;
+    if (::fstat(fd, &now) == 0 && now.st_uid == old.st_uid && now.st_gid == old.st_gid) return;
+    if (::fchown(fd, old.st_uid, old.st_gid) == 0) return;
+    // Failing that too, the new file keeps the caller's group and is written all the same.
+    const int groupOnly = ::fchown(fd, static_cast<uid_t>(-1), old.st_gid);
+    static_cast<void>(groupOnly);
+}
+
 }  // namespace
+
+IoError errnoError(const std::string& what, const fs::path& path, int errnum) {
+    return {errnum, what + " " + path.string() + ": " + std::strerror(errnum)};
+}
 
 void DescriptorSink::write(const void* bytes, std::size_t n) {
     const char* p = static_cast<const char*>(bytes);
@@ -116,38 +120,37 @@ fs::path resolveLinks(const fs::path& path) {
 
 IoError writeFileAtomically(const fs::path& path, const Producer& produce, std::optional<unsigned> permissions) {
     const fs::path target = resolveLinks(path);
-    const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
-
-    int fd = -1;
-    fs::path tempPath;
-    std::random_device random;
-    for (int attempt = 0; attempt < 16 && fd < 0; ++attempt) {
-        std::string name = ".";
-        name.append(target.filename().string()).append(".orvane-").append(std::to_string(random() % 1000000000));
-        tempPath = folder / name;
-        fd = ::open(tempPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (fd < 0 && errno != EEXIST) return errnoError("cannot create a new file beside", target, errno);
+    struct stat old;
+    const bool replacing = ::stat(target.c_str(), &old) == 0;
+    if (replacing) {
+        // Renaming over a file needs only the folder's permission; the file's own mode says
+        // whether its owner lets the caller change it.
+        if (!S_ISREG(old.st_mode)) return {EINVAL, notRegular(target, old.st_mode, "replace")};
+        if (::faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0) return errnoError("cannot replace", target, errno);
     }
-    if (fd < 0) return errnoError("cannot create a new file beside", target, EEXIST);
-    TempFile temp(fd, tempPath);
+    removeStaleTemporaries(target.has_parent_path() ? target.parent_path() : fs::path("."), target.filename().string());
 
-    DescriptorSink sink(fd);
+    NewFile file;
+    if (IoError error = file.create(target); !error.ok()) return error;
+    DescriptorSink sink(file.fd());
     if (std::string error = produce(sink); !error.empty()) {
-        if (sink.failed()) return errnoError("cannot write", tempPath, sink.errnum());
+        if (sink.failed()) return errnoError("cannot write", target, sink.errnum());
         return {0, error};
     }
-    if (sink.failed()) return errnoError("cannot write", tempPath, sink.errnum());
+    if (sink.failed()) return errnoError("cannot write", target, sink.errnum());
 
-    struct stat st;
-    if (!permissions && ::stat(target.c_str(), &st) == 0) permissions = st.st_mode & 07777;
-    if (permissions && ::fchmod(fd, static_cast<mode_t>(*permissions)) != 0)
-        return errnoError("cannot set the permissions of", tempPath, errno);
-    if (::fsync(fd) != 0) return errnoError("cannot flush", tempPath, errno);
-    if (temp.close() != 0) return errnoError("cannot close", tempPath, errno);
-    if (::rename(tempPath.c_str(), target.c_str()) != 0) return errnoError("cannot replace", target, errno);
-    temp.keep();
+    if (replacing) {
+        keepOwnerAndGroup(file.fd(), old);
+        if (!permissions) permissions = old.st_mode & 07777;
+    }
+    // After the owner, whose change clears the set-user and set-group bits.
+    if (permissions && ::fchmod(file.fd(), static_cast<mode_t>(*permissions)) != 0)
+        return errnoError("cannot set the permissions of the new file beside", target, errno);
+    if (::fsync(file.fd()) != 0) return errnoError("cannot flush", target, errno);
+    if (IoError error = file.replaceTarget(); !error.ok()) return error;
 
     // Make the rename itself durable; a failure here leaves a complete file either way.
+    const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
     if (int dir = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); dir >= 0) {
         ::fsync(dir);
         ::close(dir);

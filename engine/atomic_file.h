@@ -1,7 +1,7 @@
 // Whole-file reading, and writing that never leaves a file half written: the new contents go to
-// a new file beside the target, are flushed to disk, take the target's permission bits and are
-// renamed over it. A symbolic link at the target path is followed, so the link stays a link and
-// the file it points to gets the new contents.
+// a new file beside the target (new_file.h), are flushed to disk, take the target's permission
+// bits, owner and group and are renamed over it. A symbolic link at the target path is followed,
+// so the link stays a link and the file it points to gets the new contents.
 #pragma once
 
 #include <cstdint>
@@ -21,6 +21,9 @@ struct IoError {
     bool ok() const { return message.empty(); }
 };
 
+// "what path: strerror(errnum)", with errnum kept.
+IoError errnoError(const std::string& what, const std::filesystem::path& path, int errnum);
+
 // Writes to an open descriptor; after the first failure it writes nothing more and keeps errno.
 class DescriptorSink final : public plist::Sink {
 public:
@@ -35,7 +38,8 @@ private:
     int errnum_ = 0;
 };
 
-// Reads the whole file; refuses folders and other files that are not regular files.
+// Reads the whole file; refuses folders and other files that are not regular files, without
+// opening FIFOs or devices, so that nothing waits for a writer that never comes.
 IoError readWholeFile(const std::filesystem::path& path, std::vector<std::uint8_t>& out);
 
 // The file a path finally names once every symbolic link on the way is followed (the path as
@@ -43,7 +47,11 @@ IoError readWholeFile(const std::filesystem::path& path, std::vector<std::uint8_
 std::filesystem::path resolveLinks(const std::filesystem::path& path);
 
 // Writes what `produce` puts into the sink (it answers "" or why it failed) to `path` atomically.
-// On any failure the target is left as it was and the temporary file is removed.
+// On any failure, or when the process is killed meanwhile, the target is left as it was and no
+// new file remains. An existing target must be a regular file the caller may write: a file its
+// owner made read-only, or another user's file, is refused even where the folder would let it
+// be replaced. The new file keeps the old one's owner and group where the caller may give them
+// (the group alone otherwise).
 using Producer = std::function<std::string(plist::Sink&)>;
 // `permissions` are the new file's mode bits; by default the target's, when it exists.
 IoError writeFileAtomically(const std::filesystem::path& path, const Producer& produce,

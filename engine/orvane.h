@@ -151,6 +151,10 @@ public:
 
     // What validation and sorting did, counted while set; nothing is counted by default.
     void setReport(SortReport* report) { report_ = report; }
+    // Why the last backup, write or replacement of this object failed, as the system said it
+    // ("cannot replace /x/Bookmarks.plist: Permission denied"); empty when none failed. The codes
+    // stay as they are: this is for front ends that can show a second line.
+    const std::string& lastFileError() const { return lastFileError_; }
     // Replaces the 0.3-second sleep between passes while the file is locked.
     void setSleepFunction(std::function<void(std::chrono::milliseconds)> sleep) { sleep_ = std::move(sleep); }
     // Called after each pass has read and sorted the file, before the date is probed again.
@@ -171,6 +175,7 @@ private:
     SortReport* report_ = nullptr;
     std::function<void(std::chrono::milliseconds)> sleep_;
     std::function<void(int)> passObserver_;
+    mutable std::string lastFileError_;  // written by the const write as well
 };
 
 // The integer a value stands for, read the way a number or its text would be: integers as they

@@ -32,8 +32,10 @@ public:
 };
 
 // Replaces the item at `path` by the one at `withPath`, which is used up: true when the
-// replacement now stands at `path` and nothing remains at `withPath`.
+// replacement now stands at `path` and nothing remains at `withPath`. On failure `reason`, when
+// given, says what the system answered.
 bool replaceItemAtPath(const std::filesystem::path& path, const std::filesystem::path& withPath);
-bool replaceItemAtPath(const std::filesystem::path& path, const std::filesystem::path& withPath, ReplaceOperations& operations);
+bool replaceItemAtPath(const std::filesystem::path& path, const std::filesystem::path& withPath, ReplaceOperations& operations,
+                       std::string* reason = nullptr);
 
 }  // namespace orvane

@@ -140,16 +140,22 @@ bool Orvane::writeBackupFileForFilename(const fs::path& path) {
     std::error_code error;
     if (backup->has_parent_path()) {
         fs::create_directories(backup->parent_path(), error);
-        if (error) return false;
+        if (error) {
+            lastFileError_ = "cannot create the folder " + backup->parent_path().string() + ": " + error.message();
+            return false;
+        }
     }
-    return copyFileAtomically(path, *backup).ok();
+    const IoError copied = copyFileAtomically(path, *backup);
+    lastFileError_ = copied.message;
+    return copied.ok();
 }
 
 bool Orvane::writeBookmarksToFileWithDictionary(const plist::Value& root, const fs::path& path) const {
     BookmarksDocument document;
     document.setBookmarksDictionary(root);
-    DocumentError ignored;
-    const bool written = document.writeToURL(path, "plist", &ignored);
+    DocumentError error;
+    const bool written = document.writeToURL(path, "plist", &error);
+    lastFileError_ = written ? "" : error.localizedDescription;
     noteFileSystemChanged(path.parent_path());
     return written;
 }
@@ -162,7 +168,9 @@ std::uint32_t Orvane::restoreBackedUpBookmarks() {
     struct stat st;
     if (::lstat(backup->c_str(), &st) != 0) return OVErrorFileNotFound;
     // A link at the bookmarks path stays a link: the file it names is the one replaced.
-    return replaceItemAtPath(resolveLinks(*bookmarks), *backup) ? OVErrorSuccess : OVErrorCannotWrite;
+    ReplaceOperations system;
+    lastFileError_.clear();
+    return replaceItemAtPath(resolveLinks(*bookmarks), *backup, system, &lastFileError_) ? OVErrorSuccess : OVErrorCannotWrite;
 }
 
 }  // namespace orvane

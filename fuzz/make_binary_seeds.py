@@ -9,6 +9,7 @@ a high part), which plistlib cannot write. Run it again after changing it; the o
 import datetime
 import os
 import plistlib
+import sys
 
 OUT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "corpus", "binary")
 
@@ -112,12 +113,22 @@ SEEDS = {
     "nested-dicts-50.bplist": dumps(nested(50, lambda v: {"Children": v, "Title": "level"})),
     "shared-scalars.bplist": dumps([{"Title": "same", "URLString": "same", "n": 1, "r": 1.0, "b": True} for _ in range(10)]),
     "300-objects-2-byte-refs.bplist": dumps(["item %d" % i for i in range(300)]),
+    # plistlib writes an object put in two places once; each place reads as a copy of its own.
+    "shared-container.bplist": dumps([folder("Twice", [leaf("Once", "https://once.example/", 1)], 2)] * 2),
+    # Each array holds the next one twice: 2^41 objects once copied, refused before any is built.
+    "expansion-bomb.bplist": dumps(nested(40, lambda v: [v, v])),
     "root-string.bplist": dumps("just a string"),
     "root-date.bplist": dumps(datetime.datetime(2024, 2, 29, 23, 59, 59)),
 }
 
 
-def main():
+def main(argv):
+    if argv in (["-h"], ["--help"]):
+        print(__doc__.strip() + "\n\nusage: fuzz/make_binary_seeds.py")
+        return
+    if argv:
+        print("usage: fuzz/make_binary_seeds.py  (no arguments; writes into fuzz/corpus/binary/)", file=sys.stderr)
+        sys.exit(64)
     os.makedirs(OUT, exist_ok=True)
     for name, data in SEEDS.items():
         with open(os.path.join(OUT, name), "wb") as f:
@@ -126,4 +137,4 @@ def main():
 
 
 if __name__ == "__main__":
-    main()
+    main(sys.argv[1:])

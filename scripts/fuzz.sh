@@ -1,10 +1,15 @@
 #!/usr/bin/env bash
-# Runs one fuzz target with clang's libFuzzer: scripts/fuzz.sh binary|xml|openstep [SECONDS] [JOBS]
+# Runs one fuzz target with clang's libFuzzer: scripts/fuzz.sh binary|xml|openstep [SECONDS]
 # New inputs that add coverage are merged into fuzz/corpus/TARGET (commit them); crashes land in
 # fuzz/artifacts/.
 set -euo pipefail
+usage="usage: scripts/fuzz.sh binary|xml|openstep [SECONDS]
+Runs one fuzz target with clang's libFuzzer for SECONDS (default 1200) and merges new inputs
+that add coverage into fuzz/corpus/TARGET; crashes land in fuzz/artifacts/."
+if [[ $# -eq 1 && ($1 == -h || $1 == --help) ]]; then echo "$usage"; exit 0; fi
+if (($# < 1 || $# > 2)) || [[ ! $1 =~ ^(binary|xml|openstep)$ || ! ${2:-1200} =~ ^[0-9]+$ ]]; then echo "$usage" >&2; exit 64; fi
 cd "$(dirname "$0")/.."
-target="${1:?usage: scripts/fuzz.sh binary|xml|openstep [SECONDS]}"
+target="$1"
 seconds="${2:-1200}"
 scripts/install-deps.sh --fuzz
 scripts/build.sh build-fuzz -DORVANE_FUZZ=ON -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo

@@ -1,15 +1,21 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build and the tests need, only when something is missing.
-# Pass --fuzz to add clang's libFuzzer runtime, --screenshot for what scripts/screenshot.sh needs.
+# Pass --fuzz to add clang's libFuzzer runtime, --screenshot what scripts/screenshot.sh needs.
 set -euo pipefail
+usage="usage: scripts/install-deps.sh [--fuzz | --screenshot]
+Installs the Debian packages that the build and the tests need, only when some are missing;
+--fuzz adds clang and libFuzzer, --screenshot what scripts/screenshot.sh needs."
+case "$#:${1:-}" in
+  0: | 1:--fuzz | 1:--screenshot) ;;
+  1:-h | 1:--help) echo "$usage"; exit 0 ;;
+  *) echo "$usage" >&2; exit 64 ;;
+esac
 
 packages=(cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libplist-utils libicu-dev
   qt6-base-dev qt6-tools-dev qt6-l10n-tools qt6-tools-dev-tools dbus xvfb xauth desktop-file-utils appstream)
 case "${1:-}" in
-  "") ;;
   --fuzz) packages+=(clang libclang-rt-dev) ;;
   --screenshot) packages+=(imagemagick openbox x11-utils) ;;
-  *) echo "usage: scripts/install-deps.sh [--fuzz | --screenshot]" >&2; exit 64 ;;
 esac
 
 missing=()

@@ -3,10 +3,13 @@
 # icon theme use. Run it after changing the drawing, and commit the PNGs (the build does not
 # render them). Needs rsvg-convert (Debian package librsvg2-bin).
 set -euo pipefail
-if [[ $# -gt 0 ]]; then
-  echo "usage: scripts/make_icons.sh    (no arguments; writes resources/icons/orvane-SIZE.png)" >&2
-  [[ "$1" == "-h" || "$1" == "--help" ]] && exit 0 || exit 64
-fi
+usage="usage: scripts/make_icons.sh
+Renders resources/icons/com.marrowfen.Orvane.svg into resources/icons/orvane-SIZE.png."
+case "$#:${1:-}" in
+  0:) ;;
+  1:-h | 1:--help) echo "$usage"; exit 0 ;;
+  *) echo "$usage" >&2; exit 64 ;;
+esac
 cd "$(dirname "$0")/../resources/icons"
 command -v rsvg-convert >/dev/null || { echo "make_icons.sh: rsvg-convert is missing: apt-get install librsvg2-bin" >&2; exit 69; }
 for size in 16 24 32 48 64 128 256 512; do

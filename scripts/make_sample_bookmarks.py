@@ -4,7 +4,7 @@ shows what a sort has to deal with. It is unsorted and holds duplicate addresses
 entries, untitled and blank entries, broken bookmarks, empty folders, a hidden Reading List and
 titles in several scripts. The output is the same on every run (fixed seed and dates).
 
-usage: scripts/make_sample_bookmarks.py [OUTPUT]
+usage: scripts/make_sample_bookmarks.py [OUTPUT]     (default: examples/Bookmarks.plist)
 """
 import datetime
 import plistlib
@@ -102,11 +102,18 @@ def build():
             "Title": "", "Children": [history, bar, menu, reading_list] + user}
 
 
-def main():
-    out = Path(sys.argv[1]) if len(sys.argv) > 1 else Path(__file__).resolve().parent.parent / "examples" / "Bookmarks.plist"
+def main(argv):
+    if argv in (["-h"], ["--help"]):
+        print(__doc__.strip())
+        return
+    # An OUTPUT that looks like an option is a mistyped option, not a file to write.
+    if len(argv) > 1 or (argv and argv[0].startswith("-")):
+        print("usage: scripts/make_sample_bookmarks.py [OUTPUT]  (default: examples/Bookmarks.plist)", file=sys.stderr)
+        sys.exit(64)
+    out = Path(argv[0]) if argv else Path(__file__).resolve().parent.parent / "examples" / "Bookmarks.plist"
     with open(out, "wb") as f:
         plistlib.dump(build(), f, fmt=plistlib.FMT_BINARY, sort_keys=False)
 
 
 if __name__ == "__main__":
-    main()
+    main(sys.argv[1:])

@@ -4,10 +4,15 @@
 # and the outline after. With a display, it then opens Orvane's window on another scratch copy
 # (its settings and backup in the scratch folder too) and shows that copy once the window is closed.
 set -euo pipefail
-if [[ "${1:-}" == "-h" || "${1:-}" == "--help" ]]; then
-  sed -n '2,5p' "$0" | sed 's/^# \{0,1\}//'
-  exit 0
-fi
+usage="usage: scripts/run.sh
+Installs what is missing, builds, and sorts a copy of examples/Bookmarks.plist in a scratch
+folder, showing it before and after; with a display, then opens Orvane's window on another
+scratch copy."
+case "$#:${1:-}" in
+  0:) ;;
+  1:-h | 1:--help) echo "$usage"; exit 0 ;;
+  *) echo "$usage" >&2; exit 64 ;;
+esac
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 scripts/build.sh build

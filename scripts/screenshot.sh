@@ -5,15 +5,19 @@
 # window, decorations included, as a PNG.
 #   scripts/screenshot.sh [OUTPUT.png] [LANGUAGE]     defaults: docs/main-window.png, en
 set -euo pipefail
-if [[ "${1:-}" == "-h" || "${1:-}" == "--help" ]]; then
-  sed -n '2,6p' "$0" | sed 's/^# \{0,1\}//'
-  exit 0
-fi
+usage="usage: scripts/screenshot.sh [OUTPUT.png] [en|de|fr]
+Takes a picture of Orvane's main window, frame included, under a virtual X display
+(default: docs/main-window.png, in English)."
+case "${1:-}" in
+  -h | --help) echo "$usage"; exit 0 ;;
+  -*) echo "$usage" >&2; exit 64 ;;
+esac
+(($# <= 2)) || { echo "$usage" >&2; exit 64; }
 cd "$(dirname "$0")/.."
 out="${1:-docs/main-window.png}"
 language="${2:-en}"
 case "$language" in en) locale=C.UTF-8 ;; de) locale=de_DE.UTF-8 ;; fr) locale=fr_FR.UTF-8 ;;
-  *) echo "screenshot.sh: LANGUAGE is en, de or fr" >&2; exit 64 ;; esac
+  *) echo "$usage" >&2; exit 64 ;; esac
 scripts/install-deps.sh --screenshot
 [[ -x build/bin/orvane ]] || scripts/build.sh build
 

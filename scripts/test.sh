@@ -3,6 +3,14 @@
 # build with AddressSanitizer and UndefinedBehaviorSanitizer, then run the whole suite under
 # the sanitizers, fuzz-corpus replays included.
 set -euo pipefail
+usage="usage: scripts/test.sh
+Installs what is missing, builds build/ and the sanitizer build build-asan/, and runs every test
+under AddressSanitizer and UBSan."
+case "$#:${1:-}" in
+  0:) ;;
+  1:-h | 1:--help) echo "$usage"; exit 0 ;;
+  *) echo "$usage" >&2; exit 64 ;;
+esac
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 scripts/build.sh build

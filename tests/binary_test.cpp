@@ -153,12 +153,20 @@ TEST(BinaryRead, MalformedFilesFailWithAMessageAndWhere) {
     const std::string good = assemble({"\xA1\x01"s, "\x51" "a"s});  // ["a"]; offset table at 12
     std::vector<std::string> many{"\xA0"s};
     many.resize(258, "\x08"s);
-    // A root of 100 references to 100 objects that share one offset: an array of 100 `true`s.
-    // Read naively that is 100 * 100 values from 320 bytes: the cost grows with the square of the size.
-    std::string fanOut = "bplist00\xAF\x10\x64"s;
-    for (char i = 1; i <= 100; ++i) fanOut += i;
-    fanOut += "\xAF\x10\x64" + std::string(100, '\x65') + "\x09\x08"s + std::string(100, '\x6F') + '\xD6';
-    fanOut += std::string(6, '\0') + "\x01\x01"s + BE(102, 8) + BE(0, 8) + BE(215, 8);
+    // Expansion bombs: 40 arrays, each holding the next one twice, expand to 2^41 - 1 objects in
+    // 202 bytes; the limit is the file's size plus 2^22, which the copies of array 18 pass.
+    std::vector<std::string> levels;
+    for (char i = 1; i <= 40; ++i) levels.push_back("\xA2"s + i + i);
+    levels.push_back("\x09"s);
+    const std::string bomb = assemble(levels);
+    // The same through aliased offsets: every object is referenced once, but objects 2L - 1 and
+    // 2L both start where array L does.
+    std::string aliased = "bplist00";
+    for (char level = 0; level < 40; ++level) aliased += "\xA2"s + static_cast<char>(2 * level + 1) + static_cast<char>(2 * level + 2);
+    aliased += "\x09";
+    const std::size_t aliasedTable = aliased.size();
+    for (int i = 0; i <= 80; ++i) aliased += static_cast<char>(8 + 3 * ((i + 1) / 2));
+    aliased += std::string(6, '\0') + "\x01\x01"s + BE(81, 8) + BE(0, 8) + BE(aliasedTable, 8);
     auto chain = [](std::size_t depth) {
         std::vector<std::string> objects;
         for (std::size_t i = 1; i < depth; ++i) objects.push_back("\xA1" + BE(i, 2));
@@ -202,8 +210,9 @@ TEST(BinaryRead, MalformedFilesFailWithAMessageAndWhere) {
         {"UID one byte short", assemble({"\x83\x00\x00\x00"s}), 8},
         {"dictionary containing itself", assemble({"\xD1\x01\x00"s, "\x51" "k"s}), 10, "itself"},
         {"two arrays containing each other", assemble({"\xA1\x01"s, "\xA1\x00"s}), 11, "itself"},
-        {"array referenced twice", assemble({"\xA2\x01\x01"s, "\xA0"s}), 10, "more than once"},
-        {"fan-out through aliased offsets", fanOut, 111, "more than once"},
+        {"expansion bomb", bomb, 8 + 3 * 18, "object 18: copying its shared arrays and dictionaries for every reference would make "
+                                             "more than 4194506 objects, the limit for a file of 202 bytes (its size plus 4194304)"},
+        {"expansion bomb through aliased offsets", aliased, 8 + 3 * 18, "object 35: copying"},
         {"513 nested arrays", chain(513), 8 + 3 * 512, "nested"},
     };
     for (const auto& c : cases) {
@@ -242,6 +251,9 @@ TEST(BinaryRead, WhatAppleAcceptsReadsAsAppleReadsIt) {
         {"8-byte integers are signed", assemble({"\x13" + BE(UINT64_MAX, 8)}), I(-1)},
         {"4-byte real", assemble({"\x22\x3F\xC0\x00\x00"s}), Value::real(1.5)},
         {"two offsets at one string", patched(assemble({"\xA2\x01\x02"s, "\x51" "a"s, "\x51" "b"s}), 17, 11, 1), A({S("a"), S("a")})},
+        {"an array in two places", assemble({"\xA2\x01\x01"s, "\xA1\x02"s, "\x51" "a"s}), A({A({S("a")}), A({S("a")})})},
+        {"two offsets at one dictionary", patched(assemble({"\xA2\x01\x02"s, "\xD1\x03\x03"s, "\xD0"s, "\x51" "k"s}), 19, 11, 1),
+         A({D({{"k", S("k")}}), D({{"k", S("k")}})})},
         {"3-byte references and offsets", assemble({"\xA1\x00\x00\x01"s, "\x51" "a"s}, 3, 3), A({S("a")})},
         {"header bplist05", "bplist05" + assemble({"\x09"s}).substr(8), Value::boolean(true)},
         {"UID of 32 bits", assemble({"\x87" + BE(UINT32_MAX, 8)}), Value::uid(UINT32_MAX)},
@@ -260,6 +272,12 @@ TEST(BinaryRead, WhatAppleAcceptsReadsAsAppleReadsIt) {
     EXPECT_TRUE(items[0].isSameObject(items[1]));
     EXPECT_FALSE(items[0].isSameObject(items[2]));
     EXPECT_TRUE(items[0] == items[2]);
+
+    // A container in two places reads as two copies: a change to one is not seen in the other.
+    const Value copies = readOk(assemble({"\xA2\x01\x01"s, "\xA0"s}));
+    ASSERT_TRUE(copies.isArray());
+    (*copies.asArray())[0].asArray()->append(I(1));
+    EXPECT_TRUE((*copies.asArray())[1] == A({}));
 }
 
 TEST(BinaryRead, LoneSurrogatesAreRewrittenWithTheirCodeUnits) {

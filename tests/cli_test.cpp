@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include "bookmark_trees.h"
 
 using namespace orvane;
@@ -60,6 +63,12 @@ struct Sandbox {
         test::writeFile(file, original);
     }
     test::RunResult cli(std::vector<std::string> args) const { return ::cli(std::move(args), {}, env); }
+    // orvane-cli run through `wrapper`: a shell that redirects its output, a deadline, another user.
+    test::RunResult cliThrough(std::vector<std::string> wrapper, const std::vector<std::string>& args) const {
+        wrapper.push_back(test::cliPath());
+        wrapper.insert(wrapper.end(), args.begin(), args.end());
+        return test::run(wrapper, {}, env);
+    }
     fs::path operator/(std::string_view name) const { return dir / name; }
 
     test::TempDir dir;
@@ -166,8 +175,7 @@ TEST(CliSort, SortsOnceKeepsTheFirstBackupAndLeavesASortedFileAlone) {
     const auto sortedAt = fs::last_write_time(box.file);
     r = box.cli({"sort", box.file.string()});
     EXPECT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_EQ(r.out, "The bookmarks file was opened, sorted and saved.\n"
-                     "Nothing changed: the bookmarks were already in order, so the file was not written.\n");
+    EXPECT_EQ(r.out, "Nothing changed: the bookmarks were already in order, so the file was not written.\n");
     EXPECT_EQ(fs::last_write_time(box.file), sortedAt);
 
     // Every option the other way round; the backup still holds the file as the first sort found it.
@@ -263,14 +271,31 @@ TEST(CliRestore, PutsTheBackupBackAndConsumesIt) {
 
     r = box.cli({"restore", box.file.string()});
     EXPECT_EQ(r.exitCode, 1);
-    EXPECT_NE(r.err.find("\u201C" + box.initialBackup.string() + "\u201D could not be located"), std::string::npos) << r.err;
+    EXPECT_EQ(r.err, "orvane-cli: restore: there is no backup at \u201C" + box.initialBackup.string() +
+                         "\u201D; the first sort that changes the bookmarks file makes one\n");
     EXPECT_EQ(test::readText(box.file), box.original);
 
     test::writeFile(box / "other.plist", "backup");
     r = box.cli({"restore", "--backup", (box / "other.plist").string(), (box / "missing.plist").string()});
     EXPECT_EQ(r.exitCode, 2);
-    EXPECT_NE(r.err.find("no bookmarks file at \u201C" + (box / "missing.plist").string()), std::string::npos) << r.err;
+    EXPECT_EQ(r.err, "orvane-cli: restore: there is no bookmarks file at \u201C" + (box / "missing.plist").string() +
+                         "\u201D to put the backup in place of\n");
     EXPECT_TRUE(fs::exists(box / "other.plist"));
+
+    // A backup that is not a bookmarks file of a known version never replaces the bookmarks.
+    const struct { std::string contents; int exitCode; std::string says; } backups[] = {
+        {"backup", 3, "is not a bookmarks file (its root is not a folder); nothing was restored\n"},
+        {test::toXml(test::D({{"WebBookmarkType", test::S("WebBookmarkTypeList")}, {"WebBookmarkFileVersion", test::I(2)}})), 4, "is a bookmarks file of a newer version"},
+        {"bplist00", 5, "could not be read; nothing was restored\norvane-cli: " + (box / "other.plist").string() + ": not a valid binary"},
+    };
+    for (const auto& b : backups) {
+        test::writeFile(box / "other.plist", b.contents);
+        r = box.cli({"restore", "--backup", (box / "other.plist").string(), box.file.string()});
+        EXPECT_EQ(r.exitCode, b.exitCode);
+        EXPECT_NE(r.err.find("orvane-cli: restore: the backup \u201C" + (box / "other.plist").string() + "\u201D " + b.says), std::string::npos) << r.err;
+        EXPECT_EQ(test::readText(box.file), box.original);
+        EXPECT_EQ(test::readText(box / "other.plist"), b.contents);
+    }
 }
 
 // Files with both special folders are sorted into a file plistlib reads, and a second sort leaves
@@ -316,4 +341,92 @@ print(leaves(plistlib.load(open(sys.argv[1], "rb"))))
     }
     EXPECT_GT(sorted, 0);
     EXPECT_GT(refused, 0);
+}
+
+// The faults probing found: output that cannot be written, FIFOs, "--", a folder named as the
+// backup, Safari's lock during a dry run.
+TEST(CliFaults, NoFailureIsSilentAndNothingWaitsForever) {
+    Sandbox box;
+    const std::string file = box.file.string(), fifo = (box / "fifo.plist").string();
+    for (const std::vector<std::string>& args : {std::vector<std::string>{"print", file}, {"sort", "--dry-run", file},
+                                                  {"convert", "--format", "xml", file}, {"sort", "--help"}}) {
+        SCOPED_TRACE(args[0] + " " + args[1]);
+        const auto r = box.cliThrough({"/bin/sh", "-c", "exec \"$0\" \"$@\" >/dev/full"}, args);
+        EXPECT_EQ(r.exitCode, 6);
+        EXPECT_NE(r.err.find("orvane-cli: cannot write standard output: No space left on device\n"), std::string::npos) << r.err;
+    }
+
+    // Opening a FIFO waits for a writer: it is refused unopened, as input and as output alike.
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    for (const std::vector<std::string>& args :
+         {std::vector<std::string>{"print", fifo}, {"sort", fifo}, {"sort", "-n", fifo}, {"convert", fifo}, {"convert", "-o", fifo, file}}) {
+        SCOPED_TRACE(args[0] + " " + args[1]);
+        const auto r = box.cliThrough({"/usr/bin/timeout", "60"}, args);  // a generous deadline, not a measure
+        const bool output = args[1] == "-o";
+        EXPECT_EQ(r.exitCode, output ? 6 : 5);
+        EXPECT_NE(r.err.find((output ? "cannot replace " : "cannot read ") + fifo + ": it is a FIFO (named pipe), not a regular file\n"),
+                  std::string::npos) << r.err;
+    }
+
+    for (const std::string command : {"print", "convert"}) EXPECT_EQ(box.cli({command, "--", file}).exitCode, 0) << command;
+
+    fs::create_directory(box / "folder");
+    auto r = box.cli({"sort", "--backup", (box / "folder").string(), file});
+    EXPECT_EQ(r.exitCode, 64);
+    EXPECT_NE(r.err.find("--backup names a folder"), std::string::npos) << r.err;
+    EXPECT_EQ(test::readText(box.file), box.original);
+    EXPECT_TRUE(fs::is_empty(box / "folder"));
+
+    fs::create_directory(box / "lock");
+    r = box.cli({"sort", "--dry-run", file});
+    EXPECT_EQ(r.exitCode, 0);
+    expectIn(r.out, {"file written: not now: Safari's \u201Clock\u201D item exists at \u201C" + (box / "lock").string() +
+                     "\u201D, so a sort would wait for it up to about 3 seconds and stop with status 8 if it stays; once it is gone: yes"});
+}
+
+// A file the user may not write is refused with the system's reason, by sort, its dry run and
+// restore alike. Root may write anything, so as root the commands run as nobody.
+TEST(CliFaults, FilesTheUserMayNotChangeAreRefusedWithTheReason) {
+    Sandbox box;
+    ASSERT_EQ(::chmod(box.dir.path().c_str(), 0777), 0);
+    ASSERT_EQ(::chmod(box.file.c_str(), 0444), 0);
+    auto cli = [&](const std::vector<std::string>& args) {
+        if (::geteuid() != 0) return box.cli(args);
+        return box.cliThrough({"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"}, args);
+    };
+    const std::string reason = "orvane-cli: cannot replace " + box.file.string() + ": Permission denied\n";
+    auto r = cli({"sort", box.file.string()});
+    EXPECT_EQ(r.exitCode, 6);
+    EXPECT_EQ(r.err, "orvane-cli: The bookmarks file \u201C" + box.file.string() +
+                         "\u201D could not be saved. Please verify that you have read and write access to the file.\n" + reason);
+    r = cli({"sort", "--dry-run", box.file.string()});
+    expectIn(r.out, {"file written: no: cannot replace " + box.file.string() + ": Permission denied (a sort would stop with status 6)"});
+    r = cli({"restore", box.file.string()});  // the failed sort left its backup
+    EXPECT_EQ(r.exitCode, 6);
+    EXPECT_NE(r.err.find(reason), std::string::npos) << r.err;
+    EXPECT_EQ(test::readText(box.file), box.original);
+    EXPECT_TRUE(fs::exists(box.initialBackup));
+}
+
+// plistlib writes an object that a script put in two places once; Apple's reader gives each place
+// a copy, and so do we (binary_test tries the bound that an expansion bomb passes).
+TEST(CliFaults, AFolderThatPlistlibWroteForTwoPlacesIsReadTwice) {
+    if (test::python3().empty()) GTEST_SKIP() << "no python3 to run plistlib";
+    Sandbox box;
+    const auto py = test::run({test::python3(), "-c", R"(import plistlib, sys
+leaf = {"WebBookmarkType": "WebBookmarkTypeLeaf", "URLString": "https://b.example/", "URIDictionary": {"title": "b"}}
+shared = {"WebBookmarkType": "WebBookmarkTypeList", "Title": "Shared", "Children": [leaf, dict(leaf, URLString="https://a.example/", URIDictionary={"title": "a"})]}
+bar = {"WebBookmarkType": "WebBookmarkTypeList", "Title": "BookmarksBar", "Children": [shared]}
+menu = {"WebBookmarkType": "WebBookmarkTypeList", "Title": "BookmarksMenu", "Children": [shared]}
+plistlib.dump({"WebBookmarkType": "WebBookmarkTypeList", "Children": [bar, menu]}, open(sys.argv[1], "wb"), fmt=plistlib.FMT_BINARY)
+)", box.file.string()});
+    ASSERT_EQ(py.exitCode, 0) << py.err;
+
+    auto r = box.cli({"print", box.file.string()});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    expectIn(r.out, {"Bookmarks Bar/\n  Shared/\n    b  <https://b.example/>\n", "Bookmarks Menu/\n  Shared/\n    b  <https://b.example/>\n"});
+    r = box.cli({"sort", "--no-backup", box.file.string()});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    r = box.cli({"print", box.file.string()});
+    expectIn(r.out, {"Bookmarks Bar/\n  Shared/\n    a  <https://a.example/>\n    b", "Bookmarks Menu/\n  Shared/\n    a  <https://a.example/>\n    b"});
 }

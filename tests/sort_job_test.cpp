@@ -82,6 +82,30 @@ TEST(SortJob, SortsOnceBacksUpOnceAndLeavesASortedFileAlone) {
     EXPECT_EQ(readText(job.backup), original);
 }
 
+// Folders may nest 254 deep, the Bookmarks Menu included: each takes a dictionary and an array
+// of the 512 levels a property list may have, and the deepest bookmark two more. One more is
+// refused as unreadable and left alone.
+TEST(SortJob, FoldersNestAtMost254Deep) {
+    TempDir dir;
+    for (int depth : {254, 255}) {
+        SCOPED_TRACE(depth);
+        const std::string list = "<key>WebBookmarkType</key><string>WebBookmarkTypeList</string>";
+        std::string xml = "<plist><dict>" + list + "<key>Children</key><array><dict>" + list +
+                          "<key>Title</key><string>BookmarksBar</string><key>Children</key><array/></dict>";
+        for (int level = 0; level < depth; ++level)
+            xml += "<dict>" + list + "<key>Title</key><string>" + (level ? "F" : "BookmarksMenu") + "</string><key>Children</key><array>";
+        for (const char* title : {"b", "a"})
+            xml += "<dict><key>WebBookmarkType</key><string>WebBookmarkTypeLeaf</string><key>URLString</key><string>https://" +
+                   std::string(title) + ".example/</string><key>URIDictionary</key><dict><key>title</key><string>" + title + "</string></dict></dict>";
+        for (int level = 0; level < depth; ++level) xml += "</array></dict>";
+        xml += "</array></dict></plist>";
+        Job job(dir);
+        writeFile(job.file, xml);
+        EXPECT_EQ(job.engine.sortBookmarks(), depth == 254 ? OVErrorSuccess : OVErrorCannotRead);
+        EXPECT_EQ(readText(job.file).substr(0, 8), depth == 254 ? "bplist00" : "<plist><");
+    }
+}
+
 TEST(SortJob, CodesForFilesItCannotUse) {
     TempDir dir;
     EXPECT_EQ(Job(dir).engine.sortBookmarks(), OVErrorFileNotFound);

@@ -7,8 +7,13 @@
 //
 // The tree is built without recursion: a stack of open containers, at most kMaxDepth deep.
 // Scalars referenced many times (dictionary keys above all) are built once and shared. A
-// container may be reached only once: that rules out cycles, and the cap on materialised
-// references rules out the exponential fan-out of offsets that alias one container.
+// container referenced from several places (plistlib writes one whenever a script puts one
+// object in two places) is read as Apple's reader reads it into mutable containers: every
+// reference gets a copy of its own. A container met again on the path to itself is a cycle. The
+// copies are bounded: a chain of containers that each reference the next twice would expand to
+// 2^n objects from a few hundred bytes, so when a file shares containers (or aliases offsets)
+// its expanded size is worked out first, without building anything, and refused above the
+// file's size plus kSharingAllowance; a count of what is built holds the same bound throughout.
 #include <array>
 #include <cstring>
 #include <memory>
@@ -26,6 +31,10 @@ constexpr std::size_t kHeaderSize = 8;
 constexpr std::size_t kTrailerSize = 32;
 // Up to this many entries, duplicate dictionary keys are found by a linear scan.
 constexpr std::size_t kLinearKeyCheck = 16;
+// How many objects the copies of shared containers may add to what the file's bytes can hold
+// without sharing (each reference takes at least a byte): far more than any script's sharing,
+// far less than an expansion bomb, and quick to build.
+constexpr std::uint64_t kSharingAllowance = std::uint64_t{1} << 22;
 
 // Inlined: it runs for every offset and reference of the file.
 [[gnu::always_inline]] inline std::uint64_t readBE(const std::uint8_t* p, std::size_t n) {
@@ -90,6 +99,10 @@ public:
             return result;
         }
         findSharedObjects();
+        if (mayExpand_ && !checkExpansion()) {
+            result.status = std::move(status_);
+            return result;
+        }
         Value root = build(topObject_);
         if (!status_.ok()) {
             result.status = std::move(status_);
@@ -154,15 +167,91 @@ private:
     }
 
     bool checkOffsetTable() {
+        std::uint64_t previous = 0;
         for (std::uint64_t i = 0; i < numObjects_; ++i) {
             std::uint64_t off = offsetOf(i);
             if (off < kHeaderSize || off >= tableOffset_)
                 return fail(tableOffset_ + i * offsetSize_, "object " + std::to_string(i) + " is said to start at byte " +
                                                                std::to_string(off) + ", outside the object area");
+            // Offsets out of order may alias one container under several numbers.
+            if (off <= previous) mayExpand_ = true;
+            previous = off;
         }
-        // Each reference occupies at least one byte of the object area, so a file without shared
-        // containers never materialises more references than that.
-        refBudget_ = tableOffset_;
+        expansionLimit_ = size_ + kSharingAllowance;
+        refBudget_ = expansionLimit_;
+        return true;
+    }
+
+    bool isContainer(std::uint64_t object) const {
+        const std::uint8_t kind = data_[offsetOf(object)] >> 4;
+        return kind == 0xA || kind == 0xD;
+    }
+
+    // Where a container's references start and how many there are (keys and values of a
+    // dictionary alike); false when its count or extent is broken, which building reports where
+    // it meets it.
+    bool referencesOf(std::uint64_t object, std::uint64_t& refs, std::uint64_t& n) {
+        const std::uint64_t at = offsetOf(object);
+        const std::uint8_t marker = data_[at];
+        const std::uint64_t per = (marker >> 4) == 0xD ? 2 : 1;
+        std::uint64_t count = 0;
+        ParseStatus quiet;
+        std::swap(quiet, status_);  // a failure here is not the file's first error yet
+        const bool ok = readCount(object, at, marker, count, refs) && count <= UINT64_MAX / per / refSize_ &&
+                        fits(object, at, refs, count * per, refSize_, "");
+        std::swap(quiet, status_);
+        n = count * per;
+        return ok;
+    }
+
+    std::string limitText() const {
+        return std::to_string(expansionLimit_) + " objects, the limit for a file of " + std::to_string(size_) + " bytes (its size plus " +
+               std::to_string(kSharingAllowance) + ")";
+    }
+
+    // Works out, without building, how many objects the tree holds once every shared container
+    // is copied for each reference, and fails at the first container whose copies pass the
+    // limit. Depth first without recursion; each container is counted once and its count reused.
+    // Cycles, broken containers and nesting too deep end the count early: building reports them.
+    bool checkExpansion() {
+        std::vector<std::uint64_t> expanded(numObjects_, 0);  // valid once state is 2
+        std::vector<std::uint8_t> state(numObjects_, 0);      // 0 not reached, 1 on the path, 2 counted
+        struct Step {
+            std::uint64_t object, refs, n, next, total;
+        };
+        std::vector<Step> path;
+        auto enter = [&](std::uint64_t object) {
+            std::uint64_t refs = 0, n = 0;
+            if (!referencesOf(object, refs, n)) return false;
+            state[object] = 1;
+            path.push_back({object, refs, n, 0, 1});
+            return true;
+        };
+        if (!isContainer(topObject_) || !enter(topObject_)) return true;
+        while (!path.empty()) {
+            Step& step = path.back();
+            if (step.total > expansionLimit_)
+                return fail(offsetOf(step.object), "object " + std::to_string(step.object) +
+                                                       ": copying its shared arrays and dictionaries for every reference would make more than " +
+                                                       limitText());
+            if (step.next == step.n) {
+                const std::uint64_t object = step.object, total = step.total;
+                expanded[object] = total;
+                state[object] = 2;
+                path.pop_back();
+                if (!path.empty()) path.back().total += total;
+                continue;
+            }
+            const std::uint64_t target = refAt(step.refs + step.next++ * refSize_);
+            if (target >= numObjects_) return true;
+            if (!isContainer(target)) {
+                ++step.total;
+            } else if (state[target] == 2) {
+                step.total += expanded[target];
+            } else if (state[target] == 1 || path.size() >= kMaxDepth || !enter(target)) {
+                return true;
+            }
+        }
         return true;
     }
 
@@ -172,21 +261,10 @@ private:
     // skipped here; building reports them where it meets them.
     void findSharedObjects() {
         std::vector<std::uint8_t> counts(numObjects_, 0);
-        ParseStatus quiet;
         for (std::uint64_t object = 0; object < numObjects_; ++object) {
-            const std::uint64_t at = offsetOf(object);
-            const std::uint8_t marker = data_[at];
-            const std::uint8_t kind = marker >> 4;
-            if (kind != 0xA && kind != 0xD) continue;
-            std::uint64_t count, payload;
-            const std::uint64_t refs = kind == 0xD ? 2 : 1;
-            std::swap(quiet, status_);  // a failure here is not the file's first error yet
-            const bool ok = readCount(object, at, marker, count, payload) && count <= UINT64_MAX / refs / refSize_ &&
-                            fits(object, at, payload, count * refs, refSize_, "");
-            std::swap(quiet, status_);
-            quiet = {};
-            if (!ok) continue;
-            for (std::uint64_t i = 0, n = count * refs; i < n; ++i) {
+            std::uint64_t payload = 0, n = 0;
+            if (!isContainer(object) || !referencesOf(object, payload, n)) continue;
+            for (std::uint64_t i = 0; i < n; ++i) {
                 const std::uint64_t target = refAt(payload + i * refSize_);
                 if (target < numObjects_ && counts[target] < 2) ++counts[target];
             }
@@ -200,11 +278,14 @@ private:
         for (std::size_t w = 0; w < words; ++w) {
             sharedBefore_[w] = shared;
             for (std::size_t bit = 0; bit < 64 && w * 64 + bit < numObjects_; ++bit)
-                if (counts[w * 64 + bit] > 1) sharedBits_[w] |= std::uint64_t{1} << bit;
+                if (counts[w * 64 + bit] > 1) {
+                    if (isContainer(w * 64 + bit)) mayExpand_ = true;  // copied, not shared: never marked
+                    else sharedBits_[w] |= std::uint64_t{1} << bit;
+                }
             shared += bitsSet(sharedBits_[w]);
         }
         sharedCache_.resize(shared);
-        visited_.assign(words, 0);
+        onPath_.assign(words, 0);
     }
 
     // The cache slot of a scalar referenced more than once, or nullptr.
@@ -215,13 +296,13 @@ private:
         return &sharedCache_[sharedBefore_[object / 64] + bitsSet(word & (bit - 1))];
     }
 
-    // Marks a container as reached; false when it was reached before.
-    bool visit(std::uint64_t object) {
-        std::uint64_t& word = visited_[object / 64];
+    // Marks a container as open on the path from the root, or no longer; false when it already was.
+    bool setOnPath(std::uint64_t object, bool on) {
+        std::uint64_t& word = onPath_[object / 64];
         const std::uint64_t bit = std::uint64_t{1} << (object % 64);
-        if (word & bit) return false;
-        word |= bit;
-        return true;
+        const bool was = (word & bit) != 0;
+        word = on ? word | bit : word & ~bit;
+        return was != on;
     }
 
     // Reads the element count that follows a marker; sets `payload` to where the elements start.
@@ -345,7 +426,8 @@ private:
                 return {};
             }
             if (count > refBudget_) {
-                fail(at, where() + ": more elements than the file can hold; containers are referenced more than once");
+                fail(at, where() + ": with shared arrays and dictionaries copied for every reference, the file would hold more than " +
+                             limitText());
                 return {};
             }
             refBudget_ -= count;
@@ -366,13 +448,8 @@ private:
         if (object >= numObjects_)
             return fail(from, "reference to object " + std::to_string(object) + ", but the file has only " +
                                   std::to_string(numObjects_) + " objects");
-        const std::uint8_t kind = data_[offsetOf(object)] >> 4;
-        const bool container = kind == 0xA || kind == 0xD;
-        if (container && !visit(object)) {
-            for (const Frame& f : stack)
-                if (f.object == object) return fail(from, "object " + std::to_string(object) + " contains itself (a reference cycle)");
-            return fail(from, "container object " + std::to_string(object) + " is referenced more than once");
-        }
+        const bool container = isContainer(object);
+        if (container && !setOnPath(object, true)) return fail(from, "object " + std::to_string(object) + " contains itself (a reference cycle)");
         Value* cached = container ? nullptr : sharedSlot(object);
         if (cached && !cached->isNull()) {
             out = *cached;
@@ -398,12 +475,13 @@ private:
         Value root = buildObject(top, &rootFrame);
         if (root.isNull()) return {};
         if (root.isArray() || root.isDictionary()) {
-            visit(top);
+            setOnPath(top, true);
             stack.push_back(std::move(rootFrame));
         }
         while (!stack.empty()) {
             Frame& f = stack.back();
             if (f.next == f.count) {
+                setOnPath(f.object, false);
                 stack.pop_back();
                 continue;
             }
@@ -445,11 +523,13 @@ private:
     const std::uint8_t* data_;
     std::uint64_t size_;
     std::uint64_t offsetSize_ = 0, refSize_ = 0, numObjects_ = 0, topObject_ = 0, tableOffset_ = 0;
-    std::uint64_t refBudget_ = 0;
+    bool mayExpand_ = false;  // some container is shared, or offsets alias one
+    std::uint64_t expansionLimit_ = 0;
+    std::uint64_t refBudget_ = 0;  // container elements that may still be built
     std::vector<std::uint64_t> sharedBits_;   // a bit per object: referenced more than once
     std::vector<std::size_t> sharedBefore_;   // by word of sharedBits_: shared objects before it
     std::vector<Value> sharedCache_;          // the shared scalars, once built
-    std::vector<std::uint64_t> visited_;      // a bit per object: containers already reached
+    std::vector<std::uint64_t> onPath_;       // a bit per object: containers open from the root down
     std::string scratch_;  // a UTF-16 string being converted
     Arena arena_;
     ParseStatus status_;
