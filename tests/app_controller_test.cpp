@@ -15,6 +15,7 @@
 #include "main_window.h"
 #include "orvane.h"
 #include "settings.h"
+#include "test_support.h"
 
 using namespace orvane;
 using namespace orvane::test;
@@ -33,11 +34,8 @@ QStringList titles(const QList<Alert>& alerts) {
 // An executable file standing in for orvane-helper in a folder of the scratch home.
 QString putHelper(ScratchHome& home) {
     QDir().mkpath(home.path("bin"));
-    QFile helper(home.path("bin/orvane-helper"));
-    helper.open(QIODevice::WriteOnly);
-    helper.write("#!/bin/sh\n");
-    helper.close();
-    helper.setPermissions(helper.permissions() | QFile::ExeOwner);
+    writeFile(home.path("bin/orvane-helper").toStdString(), "#!/bin/sh\n");
+    QFile::setPermissions(home.path("bin/orvane-helper"), QFile::ReadOwner | QFile::ExeOwner);
     return home.path("bin");
 }
 
@@ -48,7 +46,6 @@ class AppControllerTest : public QObject {
 private slots:
     void settingsHaveDefaultsAndAreReadAfresh();
     void checkBoxesShowAndChangeTheirSettings();
-    void sortShowsTheResultAndSortsTheFile();
     void resultAlertsByCode();
     void locatingTheFileAsksAndCancellingEndsSilently();
     void serviceCallsAndAutomaticModeQuitAfterSorting();
@@ -74,10 +71,8 @@ void AppControllerTest::settingsHaveDefaultsAndAreReadAfresh() {
 
     // Another process's write is seen at the next read.
     QDir().mkpath(rig.home.path(".config/Marrowfen"));
-    QFile file(rig.home.path(".config/Marrowfen/Orvane.conf"));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("[General]\nFoldersAtTop=false\nSortBookmarksBar=true\nBookmarksFilename=/elsewhere/B.plist\n");
-    file.close();
+    writeFile(rig.home.path(".config/Marrowfen/Orvane.conf").toStdString(),
+              "[General]\nFoldersAtTop=false\nSortBookmarksBar=true\nBookmarksFilename=/elsewhere/B.plist\n");
     QVERIFY(!c.arrangeFoldersAtTop());
     QVERIFY(c.sortBookmarksBar());
     QCOMPARE(c.bookmarksFilename(), QStringLiteral("/elsewhere/B.plist"));
@@ -109,26 +104,6 @@ void AppControllerTest::checkBoxesShowAndChangeTheirSettings() {
         QCOMPARE(QAccessible::queryAccessibleInterface(box)->text(QAccessible::Name), box->text());
         QVERIFY(!box->text().isEmpty());
     }
-}
-
-void AppControllerTest::sortShowsTheResultAndSortsTheFile() {
-    ControllerRig rig;
-    const QString file = rig.home.putSampleBookmarks();
-    const QByteArray before = [&] { QFile f(file); f.open(QIODevice::ReadOnly); return f.readAll(); }();
-    rig.alerts.onShow = [&](const Alert&) { QVERIFY(rig.controller->sortBookmarksButton()->isEnabled()); };
-    rig.controller->sortBookmarksButton()->setEnabled(true);
-    rig.controller->sortBookmarks();
-
-    QCOMPARE(titles(rig.alerts.shown), QStringList{kSorted});
-    QCOMPARE(rig.alerts.shown[0].message, QStringLiteral("The bookmarks file was opened, sorted and saved."));
-    QVERIFY(rig.files.asked.isEmpty());
-    QCOMPARE(rig.terminations, 0);
-    const QByteArray after = [&] { QFile f(file); f.open(QIODevice::ReadOnly); return f.readAll(); }();
-    QVERIFY(after != before);
-    // The one-time backup holds the file as it was.
-    QFile backup(rig.controller->backupFilename());
-    QVERIFY(backup.open(QIODevice::ReadOnly));
-    QCOMPARE(backup.readAll(), before);
 }
 
 void AppControllerTest::resultAlertsByCode() {
@@ -175,8 +150,7 @@ void AppControllerTest::locatingTheFileAsksAndCancellingEndsSilently() {
 
     // Choosing a file stores it, and the next Sort uses it without asking.
     const QString chosen = rig.home.path("Chosen.plist");
-    QFile::copy(sampleBookmarks(), chosen);
-    QFile::setPermissions(chosen, QFile::ReadOwner | QFile::WriteOwner);
+    ScratchHome::saveSampleOver(chosen);
     rig.files.answer = chosen;
     rig.alerts.shown.clear();
     c.sortBookmarks();
@@ -186,15 +160,6 @@ void AppControllerTest::locatingTheFileAsksAndCancellingEndsSilently() {
     c.sortBookmarks();
     QCOMPARE(titles(rig.alerts.shown), QStringList{kSorted});
     QCOMPARE(rig.files.asked.size(), 2);
-
-    // A file that is no bookmarks file clears the stored name, so the next Sort asks again.
-    QFile::remove(chosen);
-    QFile junk(chosen);
-    junk.open(QIODevice::WriteOnly);
-    junk.write("<?xml version=\"1.0\"?><plist version=\"1.0\"><string>no</string></plist>");
-    junk.close();
-    c.sortBookmarks();
-    QCOMPARE(c.bookmarksFilename(), QString());
 }
 
 void AppControllerTest::serviceCallsAndAutomaticModeQuitAfterSorting() {
@@ -373,7 +338,7 @@ void AppControllerTest::restoreAsksFirstAndFollowsTheBackup() {
     QVERIFY(!restore->isEnabled());
 
     const QString file = rig.home.putSampleBookmarks();
-    const QByteArray original = [&] { QFile f(file); f.open(QIODevice::ReadOnly); return f.readAll(); }();
+    const QByteArray original = contents(file);
     c.sortBookmarks();
     c.menuNeedsUpdate(fileMenu);
     QVERIFY(restore->isEnabled());
@@ -396,7 +361,7 @@ void AppControllerTest::restoreAsksFirstAndFollowsTheBackup() {
     c.restoreInitialBackup();
     QCOMPARE(titles(rig.alerts.shown), QStringList{"Restoring the initial backup of your bookmarks."});
     QCOMPARE(rig.alerts.shown[0].message, QStringLiteral("The initial backup of your bookmarks have now been restored."));
-    QCOMPARE([&] { QFile f(file); f.open(QIODevice::ReadOnly); return f.readAll(); }(), original);
+    QCOMPARE(contents(file), original);
     c.menuNeedsUpdate(fileMenu);
     QVERIFY(!restore->isEnabled());
 
@@ -431,8 +396,7 @@ void AppControllerTest::serviceRequestsWaitUntilTheControllerIsIdle() {
     ControllerRig rig;
     AppDelegate& c = *rig.controller;
     const QString file = rig.home.putSampleBookmarks();
-    const auto fileBytes = [&] { QFile f(file); f.open(QIODevice::ReadOnly); return f.readAll(); };
-    const QByteArray unsorted = fileBytes();
+    const QByteArray unsorted = contents(file);
     rig.safari.version = QStringLiteral("4.0");
     // Calls that come while the launch alert is open are stamped at once; their sort waits.
     rig.alerts.onShow = [&](const Alert&) {
@@ -443,9 +407,9 @@ void AppControllerTest::serviceRequestsWaitUntilTheControllerIsIdle() {
     c.applicationDidFinishLaunching();
     rig.alerts.onShow = nullptr;
     QVERIFY(c.wasServiceCall());
-    QCOMPARE(fileBytes(), unsorted);
+    QCOMPARE(contents(file), unsorted);
     QTRY_COMPARE(rig.terminations, 1);  // sorted once, silently, then quit as a service run does
-    QVERIFY(fileBytes() != unsorted);
+    QVERIFY(contents(file) != unsorted);
     QCOMPARE(titles(rig.alerts.shown), QStringList{"Please update Safari"});
 
     // A quit asked for while an alert is open comes after the command that shows it.

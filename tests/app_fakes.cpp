@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <QSettings>
+#include <cstdio>
 
 namespace orvane::test {
 
@@ -22,10 +23,16 @@ ScratchHome::~ScratchHome() {
 QString ScratchHome::putSampleBookmarks() {
     const QString target = path("Library/Safari/Bookmarks.plist");
     QDir().mkpath(path("Library/Safari"));
-    QFile::remove(target);
-    QFile::copy(sampleBookmarks(), target);
-    QFile::setPermissions(target, QFile::ReadOwner | QFile::WriteOwner);
+    saveSampleOver(target);
     return target;
+}
+
+void ScratchHome::saveSampleOver(const QString& target) {
+    const QString fresh = target + QStringLiteral(".new");
+    QFile::remove(fresh);
+    QFile::copy(sampleBookmarks(), fresh);
+    QFile::setPermissions(fresh, QFile::ReadOwner | QFile::WriteOwner);
+    ::rename(QFile::encodeName(fresh).constData(), QFile::encodeName(target).constData());
 }
 
 QString ScratchHome::settingsText() const {
@@ -39,5 +46,10 @@ ControllerRig::ControllerRig()
 }
 
 QString sampleBookmarks() { return QStringLiteral(ORVANE_SOURCE_DIR "/examples/Bookmarks.plist"); }
+
+QByteArray contents(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
 
 }  // namespace orvane::test

@@ -31,8 +31,7 @@ public:
         buttons = {defaultButton, alternateButton};
         return confirm;
     }
-    QList<Alert> shown;
-    QList<Alert> confirmations;
+    QList<Alert> shown, confirmations;
     QStringList buttons;
     bool confirm = false;
     std::function<void(const Alert&)> onShow;
@@ -40,8 +39,8 @@ public:
 
 class FakeFiles final : public FileChooser {
 public:
-    std::optional<QString> chooseFile(QWidget*, const QString& startFolder, const QString& nameFilter) override {
-        asked.append({startFolder, nameFilter});
+    std::optional<QString> chooseFile(QWidget*, const QString& start, const QString& filter) override {
+        asked.append({start, filter});
         return answer;
     }
     QList<QStringList> asked;
@@ -59,7 +58,6 @@ public:
     void activate(const RunningApplication& application) override { events.append("activate " + application.bundleIdentifier); }
     void activateCurrentApplication() override { events.append("activate self"); }
     void sleepForTimeInterval(double seconds) override { events.append("sleep " + QString::number(seconds)); }
-
     std::optional<QString> version = QStringLiteral("15.6");
     QString preferences;
     QList<RunningApplication> running;
@@ -68,19 +66,13 @@ public:
 
 class FakeWorkspace final : public Workspace {
 public:
-    bool launchApplication(const QString& path, QString* errorDescription) override {
+    bool launchApplication(const QString& path, QString* error) override {
         launched.append(path);
-        if (!launchError.isNull() && errorDescription) *errorDescription = launchError;
+        if (error) *error = launchError;
         return launchError.isNull();
     }
-    bool quitApplication(const QString& busName) override {
-        quitAsked.append(busName);
-        return false;
-    }
-    bool openURL(const QString& url) override {
-        opened.append(url);
-        return true;
-    }
+    bool quitApplication(const QString& busName) override { return quitAsked.append(busName), false; }
+    bool openURL(const QString& url) override { return opened.append(url), true; }
     QStringList launched, quitAsked, opened;
     QString launchError;  // null: launches succeed
 };
@@ -95,10 +87,7 @@ public:
 
 class FakeServices final : public ServicesProvider {
 public:
-    bool provideServices(AppDelegate&) override {
-        ++provided;
-        return true;
-    }
+    bool provideServices(AppDelegate&) override { return ++provided, true; }
     int provided = 0;
 };
 
@@ -116,6 +105,8 @@ public:
     QString path(const QString& relative = {}) const { return relative.isEmpty() ? dir_.path() : dir_.filePath(relative); }
     // Safari's bookmarks file where Orvane looks first, holding a copy of the sample file.
     QString putSampleBookmarks();
+    // A copy of the sample file renamed over `path`, as a browser saves.
+    static void saveSampleOver(const QString& path);
     QString settingsText() const;
 
 private:
@@ -140,5 +131,6 @@ struct ControllerRig {
 
 // The path of the sample bookmarks file in the source tree.
 QString sampleBookmarks();
+QByteArray contents(const QString& path);
 
 }  // namespace orvane::test

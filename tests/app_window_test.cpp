@@ -54,7 +54,7 @@ void AppWindowTest::sortButtonSortsAsTheCommandLineDoes() {
     ScratchHome home;
     const QString file = home.putSampleBookmarks();
     const QString cliCopy = home.path("cli.plist");
-    QFile::copy(sampleBookmarks(), cliCopy);
+    ScratchHome::saveSampleOver(cliCopy);
     QDir().mkpath(home.path("Safari.app/Contents"));
     writeFile(home.path("Safari.app/Contents/Info.plist").toStdString(), toXml(D({{"CFBundleShortVersionString", S("17.1")}})));
     qputenv("ORVANE_SAFARI_APP", home.path("Safari.app").toUtf8());

@@ -142,10 +142,7 @@ void AutosortEndToEndTest::helperHasChangesSortedAndComesBack() {
     QTRY_VERIFY_WITH_TIMEOUT(!bus.owner(kHelperBusName).isEmpty(), kDeadlineMs);
     const QString firstHelper = bus.owner(kHelperBusName);
 
-    // A browser saves the file: a new one renamed over it.
-    QFile::copy(sampleBookmarks(), file + ".new");
-    QFile::setPermissions(file + ".new", QFile::ReadOwner | QFile::WriteOwner);
-    QCOMPARE(::rename(QFile::encodeName(file + ".new").constData(), QFile::encodeName(file).constData()), 0);
+    ScratchHome::saveSampleOver(file);  // as a browser saves
 
     QTRY_VERIFY_WITH_TIMEOUT(isSorted(file), kDeadlineMs);
     QTRY_VERIFY_WITH_TIMEOUT(bus.owner(kOrvaneBusName).isEmpty(), kDeadlineMs);

@@ -10,6 +10,7 @@
 #include "helper.h"
 #include "helper_codes.h"
 #include "settings.h"
+#include "test_support.h"
 
 using namespace orvane;
 using namespace orvane::test;
@@ -20,13 +21,6 @@ namespace {
 QDBusConnection noBus() { return QDBusConnection::connectToBus(QStringLiteral("unix:path=/nonexistent/bus"), QStringLiteral("none")); }
 
 QDBusError namedError(const char* name) { return QDBusError(QDBusMessage::createError(QString::fromLatin1(name), QString())); }
-
-void replaceWithSample(const QString& file) {
-    QFile::remove(file + ".new");
-    QFile::copy(sampleBookmarks(), file + ".new");
-    QFile::setPermissions(file + ".new", QFile::ReadOwner | QFile::WriteOwner);
-    ::rename(QFile::encodeName(file + ".new").constData(), QFile::encodeName(file).constData());
-}
 
 }  // namespace
 
@@ -83,7 +77,7 @@ void HelperTest::sortsByItselfWithoutTheServiceAndReportsFailures() {
         helper.setClock([&] { return now; });
         QVERIFY(helper.start());
         QSignalSpy finished(&helper, &Helper::sortRequestFinished);
-        replaceWithSample(file);
+        ScratchHome::saveSampleOver(file);
         QVERIFY(finished.wait(10'000));
         // Sorted here, with the backup in the folder Orvane named; its own write is no new change.
         QVERIFY(QFile::exists(home.path("Folder/Bookmarks (Initial Copy).plist")));
@@ -92,10 +86,7 @@ void HelperTest::sortsByItselfWithoutTheServiceAndReportsFailures() {
 
         // A failure is left for Orvane's next launch.
         now = now.addSecs(60);
-        QFile broken(file);
-        QVERIFY(broken.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        broken.write("bplist00 not really");
-        broken.close();
+        writeFile(file.toStdString(), "bplist00 not really");
         QVERIFY(finished.wait(10'000));
         QCOMPARE(Settings::objectForKey(keys::LastHelperError).toInt(), 5);
     }
