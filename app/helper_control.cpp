@@ -101,13 +101,12 @@ void AppDelegate::handleHelperApplicationError() {
     }
     const QString title = tr("Automatic sorting error");
     if (code == kHelperClearedError) return;
-    const QString message =
-        code == kHelperCannotWatch
-            ? tr("Could not begin watching the bookmarks file for modification events.\n\nThis problem is very rare. "
-                 "A restart of your computer will probably solve the error.")
-            : tr("The program ran into an unknown error: %d.\n\nA restart of your computer will hopefully solve the "
-                 "error.");
-    showAlertSheetWithTitle(title, message, {QString::number(static_cast<std::int32_t>(code))});
+    if (code == kHelperCannotWatch)
+        return void(showAlertSheetWithTitle(title, tr("Could not begin watching the bookmarks file for modification "
+                                                      "events.\n\nThis problem is very rare. A restart of your computer "
+                                                      "will probably solve the error.")));
+    // Any other code is unknown to the engine too, which words it the same way, number included.
+    showAlertSheetWithTitle(title, QString::fromStdString(Orvane::stringFromOVError(code, {})));
 }
 
 }  // namespace orvane

@@ -5,10 +5,12 @@
 #include <QSettings>
 #include <cstdio>
 
+#include "test_support.h"
+
 namespace orvane::test {
 
 ScratchHome::ScratchHome() {
-    for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME"}) saved_.append({name, qgetenv(name)});
+    for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "ORVANE_SAFARI_APP"}) saved_.append({name, qgetenv(name)});
     qputenv("HOME", dir_.path().toUtf8());
     qputenv("XDG_CONFIG_HOME", dir_.filePath(".config").toUtf8());
     qputenv("XDG_DATA_HOME", dir_.filePath(".local/share").toUtf8());
@@ -25,6 +27,12 @@ QString ScratchHome::putSampleBookmarks() {
     QDir().mkpath(path("Library/Safari"));
     saveSampleOver(target);
     return target;
+}
+
+void ScratchHome::putSafari(const char* version) {
+    QDir().mkpath(path("Safari.app/Contents"));
+    writeFile(path("Safari.app/Contents/Info.plist").toStdString(), toXml(D({{"CFBundleShortVersionString", S(version)}})));
+    qputenv("ORVANE_SAFARI_APP", path("Safari.app").toUtf8());
 }
 
 void ScratchHome::saveSampleOver(const QString& target) {

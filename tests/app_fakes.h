@@ -105,6 +105,8 @@ public:
     QString path(const QString& relative = {}) const { return relative.isEmpty() ? dir_.path() : dir_.filePath(relative); }
     // Safari's bookmarks file where Orvane looks first, holding a copy of the sample file.
     QString putSampleBookmarks();
+    // A stand-in for Safari's bundle with that version, named by ORVANE_SAFARI_APP.
+    void putSafari(const char* version);
     // A copy of the sample file renamed over `path`, as a browser saves.
     static void saveSampleOver(const QString& path);
     QString settingsText() const;

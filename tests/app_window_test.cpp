@@ -55,9 +55,7 @@ void AppWindowTest::sortButtonSortsAsTheCommandLineDoes() {
     const QString file = home.putSampleBookmarks();
     const QString cliCopy = home.path("cli.plist");
     ScratchHome::saveSampleOver(cliCopy);
-    QDir().mkpath(home.path("Safari.app/Contents"));
-    writeFile(home.path("Safari.app/Contents/Info.plist").toStdString(), toXml(D({{"CFBundleShortVersionString", S("17.1")}})));
-    qputenv("ORVANE_SAFARI_APP", home.path("Safari.app").toUtf8());
+    home.putSafari("17.1");
 
     QtAlertPresenter alerts;
     QtFileChooser files;
@@ -92,7 +90,6 @@ void AppWindowTest::sortButtonSortsAsTheCommandLineDoes() {
     QCOMPARE(seen.defaultButton, QStringLiteral("Cancel"));
     QVERIFY(controller.canRestoreInitialBackup());
     QCOMPARE(outline(file), sorted);
-    qunsetenv("ORVANE_SAFARI_APP");
 }
 
 QTEST_MAIN(AppWindowTest)

@@ -22,19 +22,26 @@ namespace {
 
 constexpr int kDeadlineMs = 20'000;
 
-// A dbus-daemon for one test, which starts services from the build tree's activation files
-// when asked to, with the scratch home in the environment of everything it starts.
-class PrivateBus {
+// One test's world: a scratch home with the sample bookmarks, Orvane's settings and a stand-in
+// Safari (so that no alert waits for a person), and a dbus-daemon of its own that starts Orvane
+// from the build tree's activation file, with that home in the environment of all it starts.
+class PrivateSession {
 public:
-    PrivateBus(ScratchHome& home, bool activation) {
+    explicit PrivateSession(bool automaticMode) : file(home.putSampleBookmarks()) {
+        home.putSafari("17.1");
+        Settings::setObject(keys::BookmarksFilename, file);
+        Settings::setObject(keys::AutoSortMode, automaticMode);
+        Settings::setObject(keys::BookmarksUpdateLatency, 0.2);
+
         const QString config = home.path("bus.conf");
         QFile file(config);
         file.open(QIODevice::WriteOnly);
         file.write(QStringLiteral(
-                       "<busconfig><type>session</type><listen>unix:tmpdir=%1</listen><auth>EXTERNAL</auth>%2"
+                       "<busconfig><type>session</type><listen>unix:tmpdir=%1</listen><auth>EXTERNAL</auth>"
+                       "<servicedir>" ORVANE_BUILD_DIR "/share/dbus-1/services</servicedir>"
                        "<policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
                        "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>")
-                       .arg(home.path(), activation ? "<servicedir>" ORVANE_BUILD_DIR "/share/dbus-1/services</servicedir>" : "")
+                       .arg(home.path())
                        .toUtf8());
         file.close();
         environment_ = QProcessEnvironment::systemEnvironment();
@@ -46,7 +53,7 @@ public:
         environment_.insert("DBUS_SESSION_BUS_ADDRESS", address_);
         bus_ = std::make_unique<QDBusConnection>(QDBusConnection::connectToBus(address_, "test-" + home.path()));
     }
-    ~PrivateBus() {
+    ~PrivateSession() {
         for (const char* name : {kOrvaneBusName, kHelperBusName}) stop(name);
         for (QProcess* helper : daemon_.findChildren<QProcess*>()) helper->waitForFinished(5000);
         const QString name = bus_->name();
@@ -55,6 +62,9 @@ public:
         daemon_.terminate();
         daemon_.waitForFinished();
     }
+    ScratchHome home;
+    const QString file;
+
     QDBusConnection& bus() { return *bus_; }
     // How often the bus has started Orvane so far, as its log says.
     int orvaneStarts() {
@@ -88,16 +98,6 @@ private:
     std::unique_ptr<QDBusConnection> bus_;
 };
 
-// Orvane's settings for these runs, with a stand-in Safari so that no alert waits for a person.
-void prepare(ScratchHome& home, const QString& bookmarks, bool automatic) {
-    QDir().mkpath(home.path("Safari.app/Contents"));
-    writeFile(home.path("Safari.app/Contents/Info.plist").toStdString(), toXml(D({{"CFBundleShortVersionString", S("17.1")}})));
-    qputenv("ORVANE_SAFARI_APP", home.path("Safari.app").toUtf8());
-    Settings::setObject(keys::BookmarksFilename, bookmarks);
-    Settings::setObject(keys::AutoSortMode, automatic);
-    Settings::setObject(keys::BookmarksUpdateLatency, 0.2);
-}
-
 // Whether the file is in the order a sort gives it: a dry run would write nothing.
 bool isSorted(const QString& file) {
     const RunResult result = run({cliPath(), "sort", "--dry-run", "--no-backup", file.toStdString()});
@@ -114,10 +114,8 @@ private slots:
 };
 
 void AutosortEndToEndTest::serviceCallStartsOrvaneWhichSortsAndQuits() {
-    ScratchHome home;
-    const QString file = home.putSampleBookmarks();
-    prepare(home, file, false);
-    PrivateBus bus(home, true);
+    PrivateSession bus(false);
+    const QString& file = bus.file;
     QVERIFY(bus.ok());
     QVERIFY(!isSorted(file));
 
@@ -129,14 +127,12 @@ void AutosortEndToEndTest::serviceCallStartsOrvaneWhichSortsAndQuits() {
     QTRY_VERIFY_WITH_TIMEOUT(isSorted(file), kDeadlineMs);
     QTRY_VERIFY_WITH_TIMEOUT(bus.owner(kOrvaneBusName).isEmpty(), kDeadlineMs);  // it quit
     QVERIFY(bus.owner(kHelperBusName).isEmpty());  // and, the automatic mode being off, started no helper
-    QVERIFY(QFile::exists(home.path(".local/share/Orvane/Bookmarks (Initial Copy).plist")));
+    QVERIFY(QFile::exists(bus.home.path(".local/share/Orvane/Bookmarks (Initial Copy).plist")));
 }
 
 void AutosortEndToEndTest::helperHasChangesSortedAndComesBack() {
-    ScratchHome home;
-    const QString file = home.putSampleBookmarks();
-    prepare(home, file, true);
-    PrivateBus bus(home, true);
+    PrivateSession bus(true);
+    const QString& file = bus.file;
     QVERIFY(bus.ok());
     bus.startHelper();
     QTRY_VERIFY_WITH_TIMEOUT(!bus.owner(kHelperBusName).isEmpty(), kDeadlineMs);

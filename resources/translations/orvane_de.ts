@@ -110,10 +110,6 @@ Ein Neustart des Computers behebt den Fehler hoffentlich.</translation>
         <translation>Orvane</translation>
     </message>
     <message>
-        <source>Sort Bookmarks</source>
-        <translation>Lesezeichen sortieren</translation>
-    </message>
-    <message>
         <source>Arrange folders at top</source>
         <translation>Ordner zuoberst anordnen</translation>
     </message>
@@ -218,14 +214,6 @@ This problem is very rare. A restart of your computer will probably solve the er
         <translation>Die Lesezeichendatei konnte nicht auf Änderungen überwacht werden.
 
 Dieses Problem ist sehr selten. Ein Neustart des Computers behebt den Fehler wahrscheinlich.</translation>
-    </message>
-    <message>
-        <source>The program ran into an unknown error: %d.
-
-A restart of your computer will hopefully solve the error.</source>
-        <translation>Im Programm ist ein unbekannter Fehler aufgetreten: %d.
-
-Ein Neustart des Computers behebt den Fehler hoffentlich.</translation>
     </message>
     <message>
         <source>Please update Safari</source>

@@ -110,10 +110,6 @@ Un redémarrage de votre ordinateur devrait résoudre le problème.</translation
         <translation>Orvane</translation>
     </message>
     <message>
-        <source>Sort Bookmarks</source>
-        <translation>Trier les signets</translation>
-    </message>
-    <message>
         <source>Arrange folders at top</source>
         <translation>Placer les dossiers en tête</translation>
     </message>
@@ -218,14 +214,6 @@ This problem is very rare. A restart of your computer will probably solve the er
         <translation>Impossible de commencer à surveiller les modifications du fichier de signets.
 
 Ce problème est très rare. Un redémarrage de votre ordinateur devrait résoudre l’erreur.</translation>
-    </message>
-    <message>
-        <source>The program ran into an unknown error: %d.
-
-A restart of your computer will hopefully solve the error.</source>
-        <translation>Le programme a rencontré une erreur inconnue&#xa0;: %d.
-
-Un redémarrage de votre ordinateur devrait résoudre le problème.</translation>
     </message>
     <message>
         <source>Please update Safari</source>
