@@ -49,13 +49,7 @@ void AppDelegate::connectWindow() {
     bindCheckBox(ui.renameSamenamedCheckBox, keys::RenameSamenamed);
     bindCheckBox(ui.sortBookmarksBarCheckBox, keys::SortBookmarksBar);
     bindCheckBox(ui.autoSortModeCheckBox, keys::AutoSortMode);
-    for (QAbstractButton* control : {static_cast<QAbstractButton*>(ui.sortBookmarksButton),
-                                     static_cast<QAbstractButton*>(ui.arrangeFoldersAtTopCheckBox),
-                                     static_cast<QAbstractButton*>(ui.removeDuplicatesCheckBox),
-                                     static_cast<QAbstractButton*>(ui.renameSamenamedCheckBox),
-                                     static_cast<QAbstractButton*>(ui.sortBookmarksBarCheckBox),
-                                     static_cast<QAbstractButton*>(ui.autoSortModeCheckBox)})
-        nameForScreenReaders(control);
+    for (QAbstractButton* control : window_->findChildren<QAbstractButton*>()) nameForScreenReaders(control);
     // The check box's own action, after its setting is stored (toggled is connected first).
     connect(ui.autoSortModeCheckBox, &QCheckBox::clicked, this, [this] { toggleAutoSortMode(autoSortModeCheckBox()); });
 
@@ -71,13 +65,12 @@ void AppDelegate::connectWindow() {
 
     // Room for the longer of the two titles, so that retitling never changes the window's size.
     QPushButton* button = ui.sortBookmarksButton;
-    const QString title = button->text();
     QSize widest;
     for (const QString& candidate : {tr("Sort Bookmarks"), tr("Begin Sorting Bookmarks")}) {
         button->setText(candidate);
         widest = widest.expandedTo(button->sizeHint());
     }
-    button->setText(title);
+    animationDidStop(true);  // the title for the mode, until the launch retitles it with its animation
     button->resize(button->sizeHint());
     window_->reserveSortButtonSpace(widest);
     // The window's final size from the start, so that the button is centred in it before it shows.
