@@ -109,7 +109,7 @@ void AppDelegate::setBookmarksFilename(const QString& filename) {
 QString AppDelegate::applicationFolder() const { return QString::fromStdString(orvane::applicationFolder().string()); }
 
 QString AppDelegate::backupFilename() {
-    if (!backupFilename_) backupFilename_ = applicationFolder() + QLatin1StringView("/Bookmarks (Initial Copy).plist");
+    if (!backupFilename_) backupFilename_ = QString::fromStdString(initialBackupFilename().string());
     return *backupFilename_;
 }
 

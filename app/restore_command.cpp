@@ -2,7 +2,6 @@
 #include <QAction>
 #include <QFileInfo>
 #include <QMenu>
-#include <sys/stat.h>
 
 #include "app_delegate.h"
 #include "orvane.h"
@@ -12,10 +11,7 @@ namespace {
 constexpr int kRestoreInitialBackupTag = 101;
 }
 
-bool AppDelegate::canRestoreInitialBackup() {
-    struct stat st;
-    return ::stat(QFile::encodeName(backupFilename()).constData(), &st) == 0;
-}
+bool AppDelegate::canRestoreInitialBackup() { return QFileInfo::exists(backupFilename()); }
 
 void AppDelegate::menuNeedsUpdate(QMenu* menu) {
     // Checked each time the menu opens, so the item follows the file with no notification.

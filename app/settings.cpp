@@ -66,4 +66,11 @@ void Settings::removeObject(const char* key) {
 
 QString Settings::fileName() { return open().fileName(); }
 
+void Settings::applySortOptions(Orvane& job) {
+    job.setArrangeFoldersAtTop(boolForKey(keys::FoldersAtTop));
+    job.setRemoveDuplicates(boolForKey(keys::RemoveDuplicates));
+    job.setRenameSamenamed(boolForKey(keys::RenameSamenamed));
+    job.setSortBookmarksBar(boolForKey(keys::SortBookmarksBar));
+}
+
 }  // namespace orvane

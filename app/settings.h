@@ -13,6 +13,8 @@
 
 namespace orvane {
 
+class Orvane;
+
 namespace keys {
 inline constexpr char FoldersAtTop[] = "FoldersAtTop";
 inline constexpr char RemoveDuplicates[] = "RemoveDuplicates";
@@ -44,6 +46,8 @@ public:
     static std::optional<QVariant> storedObjectForKey(const char* key);
     // Where the settings live, for people reading the documentation and for tests.
     static QString fileName();
+    // Gives a sort job the four options of the settings.
+    static void applySortOptions(Orvane& job);
 };
 
 }  // namespace orvane

@@ -3,22 +3,15 @@
 #include <QApplication>
 #include <QFileInfo>
 #include <QPushButton>
-#include <sys/stat.h>
 
 #include "app_delegate.h"
 #include "main_window.h"
 #include "orvane.h"
 #include "safari_bug.h"
+#include "settings.h"
 
 namespace orvane {
 namespace {
-
-// Anything at the path counts, as the job's own check does: a folder there is refused later with
-// a message that names it, rather than by asking the user again.
-bool itemExists(const QString& path) {
-    struct stat st;
-    return !path.isEmpty() && ::stat(QFile::encodeName(path).constData(), &st) == 0;
-}
 
 // Locks the window for one job and unlocks it however the job ends.
 class WindowLock {
@@ -44,7 +37,9 @@ private:
 
 std::optional<QString> AppDelegate::filenameToUse() {
     const QString stored = bookmarksFilename();
-    if (itemExists(stored)) return stored;
+    // Anything at the path counts, as the job's own check does: a folder there is refused later
+    // with a message that names it, rather than by asking the user again.
+    if (QFileInfo::exists(stored)) return stored;
 
     showAlertSheetWithTitle(tr("Cannot locate the bookmarks file"),
                             tr("The bookmarks file is not located in its usual place.\n\nPlease locate and select "
@@ -58,15 +53,12 @@ std::optional<QString> AppDelegate::filenameToUse() {
 }
 
 void AppDelegate::setupOrvane(Orvane& job, const std::optional<QString>& filename) {
-    job.setArrangeFoldersAtTop(arrangeFoldersAtTop());
+    Settings::applySortOptions(job);
     job.setBackupFilename(backupFilename().toStdString());
     if (filename)
         job.setBookmarksFilename(filename->toStdString());
     else
         job.setBookmarksFilename(std::nullopt);
-    job.setRemoveDuplicates(removeDuplicates());
-    job.setRenameSamenamed(renameSamenamed());
-    job.setSortBookmarksBar(sortBookmarksBar());
     job.setWriteBackupFile(true);
 }
 

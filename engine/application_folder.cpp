@@ -16,6 +16,8 @@ std::filesystem::path applicationFolder() {
     return data / "Orvane";
 }
 
-std::filesystem::path initialBackupFilename() { return applicationFolder() / "Bookmarks (Initial Copy).plist"; }
+std::filesystem::path initialBackupFilename(const std::filesystem::path& folder) { return folder / "Bookmarks (Initial Copy).plist"; }
+
+std::filesystem::path initialBackupFilename() { return initialBackupFilename(applicationFolder()); }
 
 }  // namespace orvane

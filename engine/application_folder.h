@@ -15,5 +15,7 @@ std::filesystem::path applicationFolder();
 // "Bookmarks (Initial Copy).plist" in the application folder: the backup that a sort writes once
 // and a restore puts back.
 std::filesystem::path initialBackupFilename();
+// The same file in another application folder (the one orvane-helper is told of).
+std::filesystem::path initialBackupFilename(const std::filesystem::path& applicationFolder);
 
 }  // namespace orvane

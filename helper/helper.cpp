@@ -51,15 +51,12 @@ bool isServiceUnreachable(const QDBusError& error) {
 
 std::uint32_t runSortJobFromSettings() {
     Orvane job;
-    job.setArrangeFoldersAtTop(Settings::boolForKey(keys::FoldersAtTop));
-    job.setRemoveDuplicates(Settings::boolForKey(keys::RemoveDuplicates));
-    job.setRenameSamenamed(Settings::boolForKey(keys::RenameSamenamed));
-    job.setSortBookmarksBar(Settings::boolForKey(keys::SortBookmarksBar));
+    Settings::applySortOptions(job);
     job.setBookmarksFilename(Settings::stringForKey(keys::BookmarksFilename).toStdString());
     // The folder Orvane last told us of; the same one it would compute, unless it never ran.
-    QString folder = Settings::stringForKey(keys::ApplicationFolder);
-    if (folder.isEmpty()) folder = QString::fromStdString(applicationFolder().string());
-    job.setBackupFilename((folder + QLatin1StringView("/Bookmarks (Initial Copy).plist")).toStdString());
+    const QString folder = Settings::stringForKey(keys::ApplicationFolder);
+    job.setBackupFilename(
+        (folder.isEmpty() ? initialBackupFilename() : initialBackupFilename(folder.toStdString())).string());
     job.setWriteBackupFile(true);
     return job.sortBookmarks();
 }
