@@ -22,7 +22,8 @@ QIcon applicationIcon() {
     const QDir folder(QStringLiteral(":/icons"));
     QList<std::pair<int, QString>> files;
     for (const QString& name : folder.entryList({QStringLiteral("orvane-*.png")}, QDir::Files))
-        files.append({name.section(QLatin1Char('-'), 1).section(QLatin1Char('.'), 0, 0).toInt(), folder.filePath(name)});
+        files.append(
+            {name.section(QLatin1Char('-'), 1).section(QLatin1Char('.'), 0, 0).toInt(), folder.filePath(name)});
     std::sort(files.begin(), files.end());
     for (const auto& [size, path] : files) icon.addFile(path, QSize(size, size));
     return icon;
@@ -56,7 +57,8 @@ void AboutController::windowDidLoad() {
 }
 
 void AboutController::setAppVersion() {
-    ui_->versionLabel->setText(QStringLiteral("%1 %2").arg(QStringLiteral("Orvane"), QCoreApplication::applicationVersion()));
+    ui_->versionLabel->setText(
+        QStringLiteral("%1 %2").arg(QStringLiteral("Orvane"), QCoreApplication::applicationVersion()));
 }
 
 void AboutController::setAppImage(const QIcon& icon) {

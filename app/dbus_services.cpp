@@ -16,11 +16,13 @@ bool DBusServicesProvider::provideServices(AppDelegate& controller) {
     constexpr char kFunction[] = "-[DBusServicesProvider provideServices:]";
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected()) {
-        logLine(kFunction, "No session bus: the sort service is not offered. " + bus.lastError().message().toStdString());
+        logLine(kFunction,
+                "No session bus: the sort service is not offered. " + bus.lastError().message().toStdString());
         return false;
     }
     object_ = std::make_unique<SortServiceObject>(controller);
-    if (!bus.registerObject(QString::fromLatin1(kOrvaneObjectPath), object_.get(), QDBusConnection::ExportScriptableSlots)) {
+    if (!bus.registerObject(QString::fromLatin1(kOrvaneObjectPath), object_.get(),
+                            QDBusConnection::ExportScriptableSlots)) {
         logLine(kFunction, "Could not offer the sort service at " + std::string(kOrvaneObjectPath) + ".");
         object_.reset();
         return false;

@@ -102,9 +102,10 @@ void AppDelegate::handleHelperApplicationError() {
     const QString title = tr("Automatic sorting error");
     if (code == kHelperClearedError) return;
     if (code == kHelperCannotWatch)
-        return void(showAlertSheetWithTitle(title, tr("Could not begin watching the bookmarks file for modification "
-                                                      "events.\n\nThis problem is very rare. A restart of your computer "
-                                                      "will probably solve the error.")));
+        return void(
+            showAlertSheetWithTitle(title, tr("Could not begin watching the bookmarks file for modification "
+                                              "events.\n\nThis problem is very rare. A restart of your computer "
+                                              "will probably solve the error.")));
     // Any other code is unknown to the engine too, which words it the same way, number included.
     showAlertSheetWithTitle(title, QString::fromStdString(Orvane::stringFromOVError(code, {})));
 }

@@ -72,9 +72,7 @@ AppDelegate::TerminateReply AppDelegate::applicationShouldTerminate() {
     return TerminateCancel;
 }
 
-void AppDelegate::applicationWillTerminate() {
-    Settings::setObject(keys::MainWindowFrame, window_->saveGeometry());
-}
+void AppDelegate::applicationWillTerminate() { Settings::setObject(keys::MainWindowFrame, window_->saveGeometry()); }
 
 bool AppDelegate::terminate() {
     if (terminated_) return true;  // a second request while the event loop winds down

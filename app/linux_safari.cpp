@@ -4,8 +4,8 @@
 
 #include "atomic_file.h"
 #include "orvane.h"
-#include "plist/codec.h"
 #include "platform_linux.h"
+#include "plist/codec.h"
 
 namespace orvane {
 namespace {

@@ -21,9 +21,7 @@ QPoint MainWindow::centredSortButtonPosition(int width) const {
     return {windowX - frameLeft - area->mapTo(this, QPoint(0, 0)).x(), 0};
 }
 
-void MainWindow::reserveSortButtonSpace(QSize widest) {
-    ui_->sortButtonArea->setMinimumSize(widest);
-}
+void MainWindow::reserveSortButtonSpace(QSize widest) { ui_->sortButtonArea->setMinimumSize(widest); }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
     if (closeHandler_ && !closeHandler_())

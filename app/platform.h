@@ -31,7 +31,8 @@ class FileChooser {
 public:
     virtual ~FileChooser() = default;
     // The chosen file's path, or nothing when the user cancelled.
-    virtual std::optional<QString> chooseFile(QWidget* window, const QString& startFolder, const QString& nameFilter) = 0;
+    virtual std::optional<QString> chooseFile(QWidget* window, const QString& startFolder,
+                                              const QString& nameFilter) = 0;
 };
 
 // A program of Safari's that runs now.

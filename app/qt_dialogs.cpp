@@ -42,7 +42,8 @@ bool QtAlertPresenter::confirmCritical(const QString& title, const QString& mess
     return box.clickedButton() == accept;
 }
 
-std::optional<QString> QtFileChooser::chooseFile(QWidget* window, const QString& startFolder, const QString& nameFilter) {
+std::optional<QString> QtFileChooser::chooseFile(QWidget* window, const QString& startFolder,
+                                                 const QString& nameFilter) {
     QFileDialog dialog(window, QString(), startFolder, nameFilter);
     dialog.setFileMode(QFileDialog::ExistingFile);
     dialog.setAcceptMode(QFileDialog::AcceptOpen);

@@ -30,8 +30,8 @@ int runApplication(int argc, char** argv, const char* version) {
     installTranslations(application);
 
     QCommandLineParser options;
-    options.setApplicationDescription(QApplication::translate(
-        "orvane", "Sorts Safari’s bookmarks. Settings: %1").arg(Settings::fileName()));
+    options.setApplicationDescription(
+        QApplication::translate("orvane", "Sorts Safari’s bookmarks. Settings: %1").arg(Settings::fileName()));
     options.addHelpOption();
     options.addVersionOption();
     options.process(application);
@@ -44,7 +44,8 @@ int runApplication(int argc, char** argv, const char* version) {
     DBusServicesProvider services;
     SystemClock clock;
     AppDelegate controller({alerts, files, safari, workspace, updater, services, clock});
-    QObject::connect(&controller, &AppDelegate::terminated, &application, &QCoreApplication::quit, Qt::QueuedConnection);
+    QObject::connect(&controller, &AppDelegate::terminated, &application, &QCoreApplication::quit,
+                     Qt::QueuedConnection);
     QTimer::singleShot(0, &controller, &AppDelegate::applicationDidFinishLaunching);
     return QApplication::exec();
 }

@@ -13,7 +13,9 @@ bool isSafariVersionOutdated(const std::optional<QString>& shortVersion) {
     if (!shortVersion) return true;
     const QStringList parts = shortVersion->split(QLatin1Char('.'));
     // Like intValue: the leading integer of each part, 0 when there is none.
-    auto part = [&](qsizetype i) { return i < parts.size() ? integerValue(plist::Value::string(parts[i].toStdString())) : 0; };
+    auto part = [&](qsizetype i) {
+        return i < parts.size() ? integerValue(plist::Value::string(parts[i].toStdString())) : 0;
+    };
     const long long major = part(0), minor = part(1), patch = part(2);
     if (major != 5) return major < 5;
     if (minor <= 0) return true;

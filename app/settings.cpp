@@ -20,7 +20,9 @@ QVariant registeredDefault(const char* key) {
 }
 
 // A fresh object each time: QSettings re-reads the file when another process has changed it.
-QSettings open() { return QSettings(QSettings::NativeFormat, QSettings::UserScope, kOrganizationName, kApplicationName); }
+QSettings open() {
+    return QSettings(QSettings::NativeFormat, QSettings::UserScope, kOrganizationName, kApplicationName);
+}
 
 }  // namespace
 

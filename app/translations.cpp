@@ -14,7 +14,8 @@ void installTranslations(QCoreApplication& application) {
     if (own->load(QLocale(), QStringLiteral("orvane"), QStringLiteral("_"), QStringLiteral(":/i18n")))
         QCoreApplication::installTranslator(own);
     auto* qt = new QTranslator(&application);
-    if (qt->load(QLocale(), QStringLiteral("qtbase"), QStringLiteral("_"), QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
+    if (qt->load(QLocale(), QStringLiteral("qtbase"), QStringLiteral("_"),
+                 QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
         QCoreApplication::installTranslator(qt);
 
     setTranslator([](std::string_view english) {

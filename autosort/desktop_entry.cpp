@@ -54,7 +54,8 @@ DesktopEntryKeys desktopEntryKeys(std::string_view text) {
         }
         const auto equals = line.find('=');
         if (!inGroup || equals == std::string_view::npos) continue;
-        keys.try_emplace(std::string(trimmed(line.substr(0, equals))), unescapedValue(trimmed(line.substr(equals + 1))));
+        keys.try_emplace(std::string(trimmed(line.substr(0, equals))),
+                         unescapedValue(trimmed(line.substr(equals + 1))));
     }
     return keys;
 }

@@ -6,8 +6,8 @@
 
 namespace orvane {
 
-inline constexpr std::uint32_t kHelperClearedError = 100;       // nothing to tell the user
-inline constexpr std::uint32_t kHelperCannotWatch = 101;        // the bookmarks file could not be watched
-inline constexpr std::uint32_t kHelperAsksForUpdateCheck = 103; // orvane should look for an update
+inline constexpr std::uint32_t kHelperClearedError = 100;        // nothing to tell the user
+inline constexpr std::uint32_t kHelperCannotWatch = 101;         // the bookmarks file could not be watched
+inline constexpr std::uint32_t kHelperAsksForUpdateCheck = 103;  // orvane should look for an update
 
 }  // namespace orvane

@@ -3,16 +3,16 @@
 #include <QCoreApplication>
 #include <QFile>
 
+#include <sys/stat.h>
+#include <unistd.h>
 #include <algorithm>
-#include <cerrno>
 #include <cctype>
+#include <cerrno>
 #include <charconv>
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
 #include <string>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <vector>
 
 #include "atomic_file.h"
@@ -61,7 +61,8 @@ std::optional<std::string> resolvedProgram(const fs::path& file) {
     std::vector<std::uint8_t> bytes;
     if (!readWholeFile(file, bytes).ok()) return std::nullopt;
     const DesktopEntryKeys keys = desktopEntryKeys({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-    if (const auto hidden = keys.find("Hidden"); hidden != keys.end() && isTrueValue(hidden->second)) return std::nullopt;
+    if (const auto hidden = keys.find("Hidden"); hidden != keys.end() && isTrueValue(hidden->second))
+        return std::nullopt;
     const auto exec = keys.find("Exec");
     if (exec == keys.end()) return std::nullopt;
     std::string program = execProgram(exec->second);
@@ -75,7 +76,8 @@ std::optional<fs::path> newEntryFile(const fs::path& folder, const std::string& 
     for (const fs::path& file : entryFiles(folder)) {
         const std::string name = file.filename().string();
         int number = 0;
-        if (name.starts_with(kEntryPrefix)) std::from_chars(name.data() + kEntryPrefix.size(), name.data() + name.size(), number);
+        if (name.starts_with(kEntryPrefix))
+            std::from_chars(name.data() + kEntryPrefix.size(), name.data() + name.size(), number);
         last = std::max(last, number);
     }
     if (last >= kLastNumber) return std::nullopt;
@@ -89,8 +91,8 @@ std::optional<fs::path> newEntryFile(const fs::path& folder, const std::string& 
 
 std::string entryText(const std::string& program, bool hidden) {
     const std::string name = fs::path(program).filename().string();
-    return "[Desktop Entry]\nType=Application\nName=" + escapedValue(name.empty() ? program : name) + "\nExec=" + execValue(program) +
-           "\nX-Orvane-Hidden=" + (hidden ? "true" : "false") + "\n";
+    return "[Desktop Entry]\nType=Application\nName=" + escapedValue(name.empty() ? program : name) +
+           "\nExec=" + execValue(program) + "\nX-Orvane-Hidden=" + (hidden ? "true" : "false") + "\n";
 }
 
 std::string localPath(const QString& path) { return QFile::encodeName(path).toStdString(); }
@@ -106,10 +108,12 @@ bool LoginItem::addLoginItemWithPath(const QString& path, bool hidden) {
     const std::optional<fs::path> file = newEntryFile(folder, program);
     if (!file) return false;
     const std::string text = entryText(program, hidden);
-    return writeFileAtomically(*file, [&](plist::Sink& sink) {
-               sink.write(text);
-               return std::string();
-           }).ok();
+    return writeFileAtomically(*file,
+                               [&](plist::Sink& sink) {
+                                   sink.write(text);
+                                   return std::string();
+                               })
+        .ok();
 }
 
 bool LoginItem::isLoginItemWithPath(const QString& path, bool remove) {

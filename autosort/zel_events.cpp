@@ -5,13 +5,13 @@
 #include <QSocketNotifier>
 #include <QTimer>
 
+#include <sys/inotify.h>
+#include <unistd.h>
 #include <cerrno>
 #include <climits>
 #include <cmath>
 #include <filesystem>
 #include <optional>
-#include <sys/inotify.h>
-#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -158,7 +158,8 @@ void ZELEvents::readEvents(bool keep) {
             const auto* event = reinterpret_cast<const inotify_event*>(buffer + offset);
             offset += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
             // An overflow lost events, perhaps the file's own: report it as a change.
-            const bool wanted = (event->wd == watch.wd && event->len > 0 && watch.name == event->name) || (event->mask & IN_Q_OVERFLOW);
+            const bool wanted =
+                (event->wd == watch.wd && event->len > 0 && watch.name == event->name) || (event->mask & IN_Q_OVERFLOW);
             if (keep && wanted) watch.batch.push_back({event->mask, ++lastEventId_});
         }
     }

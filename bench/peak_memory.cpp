@@ -60,7 +60,9 @@ long maxRssKiB() {
 double cpuSeconds() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
-    auto seconds = [](const timeval& t) { return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) / 1e6; };
+    auto seconds = [](const timeval& t) {
+        return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) / 1e6;
+    };
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
@@ -90,7 +92,8 @@ void report(std::size_t fileBytes, const Span& job, long baselineKiB, long peakK
     std::printf("baseline_rss_kib: %ld\n", baselineKiB);
     std::printf("peak_rss_kib: %ld\n", peakKiB);
     std::printf("vm_hwm_kib: %ld\n", statusKiB("VmHWM"));
-    std::printf("peak_minus_baseline_per_file_size: %.3f\n", static_cast<double>(peakKiB - baselineKiB) * 1024.0 / size);
+    std::printf("peak_minus_baseline_per_file_size: %.3f\n",
+                static_cast<double>(peakKiB - baselineKiB) * 1024.0 / size);
     std::printf("peak_per_file_size: %.3f\n", static_cast<double>(peakKiB) * 1024.0 / size);
 }
 
@@ -187,8 +190,8 @@ public:
         const double seconds = span_.seconds(), cpu = span_.cpuSecondsSince();
         const long peak = maxRssKiB();
         peakKiB_ = std::max(peakKiB_, peak);
-        std::printf("phase %-22s seconds: %.6f cpu_seconds: %.6f rss_after_kib: %ld peak_rss_kib: %ld\n", name, seconds, cpu,
-                    statusKiB("VmRSS"), peak);
+        std::printf("phase %-22s seconds: %.6f cpu_seconds: %.6f rss_after_kib: %ld peak_rss_kib: %ld\n", name, seconds,
+                    cpu, statusKiB("VmRSS"), peak);
     }
     long peakKiB() const { return std::max(peakKiB_, maxRssKiB()); }
 
@@ -230,7 +233,8 @@ int sortPhases(const fs::path& file, const fs::path& work) {
 
         phases.start();
         const orvane::plist::Value root = std::move(read.value);
-        if (!engine.verifyThatDictionaryIsBookmarksFileRootNode(root) || !engine.verifyThatDictionaryHasCorrectVersionWithRootNode(root)) {
+        if (!engine.verifyThatDictionaryIsBookmarksFileRootNode(root) ||
+            !engine.verifyThatDictionaryHasCorrectVersionWithRootNode(root)) {
             std::fprintf(stderr, "%s: not a bookmarks file of a known version\n", work.c_str());
             return 1;
         }
@@ -238,7 +242,8 @@ int sortPhases(const fs::path& file, const fs::path& work) {
         orvane::plist::Value sorted = engine.sortBookmarksWithRootDictionary(root, didSort);
         phases.end("validate_sort_compare");
         if (sorted.isNull() || !didSort) {
-            std::fprintf(stderr, "%s: %s\n", file.c_str(), sorted.isNull() ? "no Bookmarks Bar or Menu" : "already in order");
+            std::fprintf(stderr, "%s: %s\n", file.c_str(),
+                         sorted.isNull() ? "no Bookmarks Bar or Menu" : "already in order");
             return 1;
         }
 

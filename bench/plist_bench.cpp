@@ -112,8 +112,8 @@ bool prepare() {
         in.xml.assign(xml.out.begin(), xml.out.end());
     else
         std::fprintf(stderr, "cannot write the XML form, so the XML benchmarks are skipped: %s\n", error.c_str());
-    std::fprintf(stderr, "%s: %zu bookmarks, %zu bytes binary, %zu bytes XML\n", in.file.c_str(), in.bookmarks, in.binary.size(),
-                 in.xml.size());
+    std::fprintf(stderr, "%s: %zu bookmarks, %zu bytes binary, %zu bytes XML\n", in.file.c_str(), in.bookmarks,
+                 in.binary.size(), in.xml.size());
     return true;
 }
 
@@ -249,7 +249,8 @@ void BM_SortJob(benchmark::State& state) {
         const std::uint32_t code = runSortJob(work);
         state.PauseTiming();
         if (code != orvane::OVErrorSuccess) {
-            state.SkipWithError(("the sort job failed: " + orvane::Orvane::stringFromOVError(code, work.string())).c_str());
+            state.SkipWithError(
+                ("the sort job failed: " + orvane::Orvane::stringFromOVError(code, work.string())).c_str());
             break;
         }
         // An input already in order would measure the cheaper job below under this name.
@@ -268,14 +269,16 @@ void BM_SortJobInOrder(benchmark::State& state) {
     const fs::path work = workFile(".in-order");
     if (!copyInput(work, state)) return;
     if (const std::uint32_t code = runSortJob(work); code != orvane::OVErrorSuccess) {
-        state.SkipWithError(("cannot sort the copy: " + orvane::Orvane::stringFromOVError(code, work.string())).c_str());
+        state.SkipWithError(
+            ("cannot sort the copy: " + orvane::Orvane::stringFromOVError(code, work.string())).c_str());
         return;
     }
     const ino_t sorted = inodeOf(work);
     for (auto _ : state) {
         const std::uint32_t code = runSortJob(work);
         if (code != orvane::OVErrorSuccess) {
-            state.SkipWithError(("the sort job failed: " + orvane::Orvane::stringFromOVError(code, work.string())).c_str());
+            state.SkipWithError(
+                ("the sort job failed: " + orvane::Orvane::stringFromOVError(code, work.string())).c_str());
             break;
         }
         if (inodeOf(work) != sorted) {
@@ -294,7 +297,9 @@ BENCHMARK(BM_WriteXml)->Unit(benchmark::kMillisecond);
 // With --benchmark_repetitions=N the sort jobs also report their best run, the figure least
 // disturbed by other work on a shared machine. In that row each counter is its own minimum too,
 // so the rates there are the slowest run's: read the time.
-double fastest(const std::vector<double>& runs) { return runs.empty() ? 0.0 : *std::min_element(runs.begin(), runs.end()); }
+double fastest(const std::vector<double>& runs) {
+    return runs.empty() ? 0.0 : *std::min_element(runs.begin(), runs.end());
+}
 BENCHMARK(BM_SortJob)->Unit(benchmark::kMillisecond)->UseRealTime()->ComputeStatistics("min", fastest);
 BENCHMARK(BM_SortJobInOrder)->Unit(benchmark::kMillisecond)->UseRealTime()->ComputeStatistics("min", fastest);
 

@@ -1,7 +1,7 @@
+#include <unistd.h>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <unistd.h>
 
 #include "atomic_file.h"
 #include "cli.h"
@@ -9,7 +9,9 @@
 
 namespace orvane::cli {
 
-void printError(std::string_view message) { std::fprintf(stderr, "orvane-cli: %.*s\n", static_cast<int>(message.size()), message.data()); }
+void printError(std::string_view message) {
+    std::fprintf(stderr, "orvane-cli: %.*s\n", static_cast<int>(message.size()), message.data());
+}
 
 plist::ReadResult readPropertyListFile(std::string_view path, std::string& why) {
     std::vector<std::uint8_t> bytes;
@@ -34,8 +36,9 @@ plist::ReadResult readPropertyListFile(std::string_view path, std::string& why) 
     plist::ReadResult result = plist::readPropertyList(bytes);
     if (!result) {
         std::string name = path == "-" ? "standard input" : std::string(path);
-        std::string kind = result.format == plist::Format::Unknown ? "property list"
-                                                                   : std::string(plist::formatName(result.format)) + " property list";
+        std::string kind = result.format == plist::Format::Unknown
+                               ? "property list"
+                               : std::string(plist::formatName(result.format)) + " property list";
         why = name + ": not a valid " + kind + ": " + result.status.description();
     }
     return result;

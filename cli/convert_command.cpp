@@ -1,8 +1,8 @@
 // orvane-cli convert: any property list in, binary or XML out.
+#include <unistd.h>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <unistd.h>
 
 #include "atomic_file.h"
 #include "cli.h"
@@ -69,7 +69,8 @@ int runConvert(const Args& args) {
     }
     const bool toStdout = output == "-";
     if (toStdout && format == "binary" && ::isatty(STDOUT_FILENO)) {
-        printError("convert: refusing to write a binary property list to a terminal; use -o OUTPUT, a pipe, or --format xml");
+        printError(
+            "convert: refusing to write a binary property list to a terminal; use -o OUTPUT, a pipe, or --format xml");
         return ExitUsage;
     }
 

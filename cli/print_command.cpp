@@ -53,7 +53,8 @@ std::string describe(const Orvane& engine, const plist::Value& node, bool atRoot
     case BookmarkNodeTypeNone: break;
     }
     if (!node.isDictionary()) return std::string("(not a bookmark: a ") + plist::typeName(node.type()) + ")";
-    return (title.empty() ? "(untitled)" : title) + "  (unknown kind \"" + printable(stringAt(node, keys::WebBookmarkType)) + "\")";
+    return (title.empty() ? "(untitled)" : title) + "  (unknown kind \"" +
+           printable(stringAt(node, keys::WebBookmarkType)) + "\")";
 }
 
 }  // namespace
@@ -98,8 +99,9 @@ int runPrint(const Args& args) {
     }
 
     const plist::Value* version = root.asDictionary()->find(keys::WebBookmarkFileVersion);
-    std::printf("%s: %s property list, bookmarks file version %lld\n", input == "-" ? "standard input" : std::string(input).c_str(),
-                plist::formatName(read.format), version ? integerValue(*version) : 0LL);
+    std::printf("%s: %s property list, bookmarks file version %lld\n",
+                input == "-" ? "standard input" : std::string(input).c_str(), plist::formatName(read.format),
+                version ? integerValue(*version) : 0LL);
 
     // Depth-first without recursion; children are pushed in reverse so they print in order.
     struct Item {

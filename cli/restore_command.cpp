@@ -1,9 +1,9 @@
 // orvane-cli restore: puts the initial backup back in place of the bookmarks file.
-#include <cerrno>
-#include <cstdio>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <cerrno>
+#include <cstdio>
 #include <optional>
 #include <string>
 
@@ -48,7 +48,8 @@ int checkBackup(const Orvane& engine, const fs::path& backup) {
     std::string why;
     const plist::ReadResult read = readPropertyListFile(backup.string(), why);
     auto refuse = [&](OVError code, std::string_view problem) {
-        printError("restore: the backup \u201C" + backup.string() + "\u201D " + std::string(problem) + "; nothing was restored");
+        printError("restore: the backup \u201C" + backup.string() + "\u201D " + std::string(problem) +
+                   "; nothing was restored");
         if (!why.empty()) printError(why);
         return static_cast<int>(code);
     };
@@ -102,7 +103,8 @@ int runRestore(const Args& args) {
         if (const int refused = checkBackup(engine, backup); refused != OVErrorSuccess) return refused;
         if (::faccessat(AT_FDCWD, resolveLinks(target).c_str(), W_OK, AT_EACCESS) != 0) {
             const int errnum = errno;
-            printError("restore: the bookmarks file \u201C" + target.string() + "\u201D could not be replaced by the backup; nothing was restored");
+            printError("restore: the bookmarks file \u201C" + target.string() +
+                       "\u201D could not be replaced by the backup; nothing was restored");
             printError(errnoError("cannot replace", resolveLinks(target), errnum).message);
             return OVErrorCannotWrite;
         }
@@ -112,13 +114,16 @@ int runRestore(const Args& args) {
     case OVErrorSuccess: return reportJobResult(code, kRestored);
     // The job's texts for these speak of the bookmarks file, or of an unknown error.
     case OVErrorFileNotFound:
-        printError("restore: there is no backup at \u201C" + backup.string() + "\u201D; the first sort that changes the bookmarks file makes one");
+        printError("restore: there is no backup at \u201C" + backup.string() +
+                   "\u201D; the first sort that changes the bookmarks file makes one");
         return static_cast<int>(code);
     case OVErrorOutputFileNotFound:
-        printError("restore: there is no bookmarks file at \u201C" + target.string() + "\u201D to put the backup in place of");
+        printError("restore: there is no bookmarks file at \u201C" + target.string() +
+                   "\u201D to put the backup in place of");
         return static_cast<int>(code);
     default:
-        printError("restore: the bookmarks file \u201C" + target.string() + "\u201D could not be replaced by the backup");
+        printError("restore: the bookmarks file \u201C" + target.string() +
+                   "\u201D could not be replaced by the backup");
         if (!engine.lastFileError().empty()) printError(engine.lastFileError());
         return static_cast<int>(code);
     }

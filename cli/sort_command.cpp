@@ -1,14 +1,14 @@
 // orvane-cli sort: the sort job on a bookmarks file, or with --dry-run a report of what the job
 // would change, made from the same loading, validation and sorting without writing anything.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <fcntl.h>
 #include <iterator>
 #include <optional>
 #include <string>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "application_folder.h"
 #include "atomic_file.h"
@@ -46,8 +46,10 @@ const char* kHelp =
     "written; 7 backup not written; 8 Safari is using the file; 64 usage error; 70 FILE has no\n"
     "Bookmarks Bar or no Bookmarks Menu, and was left unchanged.\n";
 
-constexpr const char* kAlreadyInOrder = "Nothing changed: the bookmarks were already in order, so the file was not written.";
-constexpr std::string_view kUnsupported = "The bookmarks file has no Bookmarks Bar or Bookmarks Menu; it was left unchanged.";
+constexpr const char* kAlreadyInOrder =
+    "Nothing changed: the bookmarks were already in order, so the file was not written.";
+constexpr std::string_view kUnsupported =
+    "The bookmarks file has no Bookmarks Bar or Bookmarks Menu; it was left unchanged.";
 
 struct SortOptions {
     bool foldersAtTop = true;
@@ -121,28 +123,33 @@ int dryRun(Orvane& engine, const fs::path& file, const SortOptions& options, con
     std::printf("  folders reordered: %zu\n", report.foldersReordered);
     std::printf("  entries renamed: %zu\n", report.renames.size());
     for (const SortReport::Rename& rename : report.renames)
-        std::printf("    %s \u2192 %s\n", rename.from.empty() ? "(untitled)" : inQuotes(rename.from).c_str(), inQuotes(rename.to).c_str());
+        std::printf("    %s \u2192 %s\n", rename.from.empty() ? "(untitled)" : inQuotes(rename.from).c_str(),
+                    inQuotes(rename.to).c_str());
 
     // The job writes only when the order changed: removals and new names alone do not count, and
     // the next sort that does write makes them again.
-    const bool cleanups = report.brokenBookmarksRemoved || report.duplicatesRemoved || report.emptyFoldersRemoved || !report.renames.empty();
+    const bool cleanups = report.brokenBookmarksRemoved || report.duplicatesRemoved || report.emptyFoldersRemoved ||
+                          !report.renames.empty();
     std::string verdict;
     struct stat st;
     if (!report.wouldWrite) {
         verdict = cleanups ? "no, it is in order (removals and renames alone are not saved)" : "no, it is in order";
-    } else if (const fs::path target = resolveLinks(file); ::faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0) {
+    } else if (const fs::path target = resolveLinks(file);
+               ::faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0) {
         verdict = "no: " + errnoError("cannot replace", target, errno).message + " (a sort would stop with status 6)";
     } else if (!options.backup) {
         verdict = "yes, without a backup";
     } else {
-        verdict = ::lstat(backup.c_str(), &st) == 0 ? "yes; the initial backup \u201C" + backup.string() + "\u201D exists and is kept"
-                                                    : "yes, after copying it to the initial backup \u201C" + backup.string() + "\u201D";
+        verdict = ::lstat(backup.c_str(), &st) == 0
+                      ? "yes; the initial backup \u201C" + backup.string() + "\u201D exists and is kept"
+                      : "yes, after copying it to the initial backup \u201C" + backup.string() + "\u201D";
     }
     // The job reads nothing while Safari's lock exists: it waits, and gives up if the lock stays.
     if (engine.isBookmarksFileLocked())
-        verdict = "not now: Safari's \u201Clock\u201D item exists at \u201C" + lockOf(file).string() +
-                  "\u201D, so a sort would wait for it up to about 3 seconds and stop with status 8 if it stays; once it is gone: " +
-                  verdict;
+        verdict =
+            "not now: Safari's \u201Clock\u201D item exists at \u201C" + lockOf(file).string() +
+            "\u201D, so a sort would wait for it up to about 3 seconds and stop with status 8 if it stays; once it is gone: " +
+            verdict;
     std::printf("  file written: %s\n", printable(verdict).c_str());
     return ExitOk;
 }
@@ -193,8 +200,10 @@ int runSort(const Args& args) {
         } else {
             const bool on = !a.starts_with("--no-");
             const std::string_view name = a.substr(on ? 2 : 5);
-            const auto* match = std::find_if(std::begin(switches), std::end(switches), [&](const auto& s) { return s.name == name; });
-            if (!a.starts_with("--") || match == std::end(switches)) return usage("unknown option '" + std::string(a) + "'");
+            const auto* match =
+                std::find_if(std::begin(switches), std::end(switches), [&](const auto& s) { return s.name == name; });
+            if (!a.starts_with("--") || match == std::end(switches))
+                return usage("unknown option '" + std::string(a) + "'");
             options.*match->flag = on;
         }
     }
@@ -205,8 +214,8 @@ int runSort(const Args& args) {
     // An existing item at the backup path counts as the backup already made, so a folder there
     // would mean a sort with no backup at all.
     if (struct stat st; options.backupPath && ::stat(backup.c_str(), &st) == 0 && !S_ISREG(st.st_mode))
-        return usage("--backup names " + std::string(S_ISDIR(st.st_mode) ? "a folder" : "something other than a file") + ", \u201C" +
-                     backup.string() + "\u201D; give the path of the backup file itself");
+        return usage("--backup names " + std::string(S_ISDIR(st.st_mode) ? "a folder" : "something other than a file") +
+                     ", \u201C" + backup.string() + "\u201D; give the path of the backup file itself");
 
     Orvane engine;
     engine.setBookmarksFilename(file.string());

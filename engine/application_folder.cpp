@@ -16,7 +16,9 @@ std::filesystem::path applicationFolder() {
     return data / "Orvane";
 }
 
-std::filesystem::path initialBackupFilename(const std::filesystem::path& folder) { return folder / "Bookmarks (Initial Copy).plist"; }
+std::filesystem::path initialBackupFilename(const std::filesystem::path& folder) {
+    return folder / "Bookmarks (Initial Copy).plist";
+}
 
 std::filesystem::path initialBackupFilename() { return initialBackupFilename(applicationFolder()); }
 

@@ -1,11 +1,11 @@
 #include "atomic_file.h"
 
-#include <cerrno>
-#include <climits>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <cerrno>
+#include <climits>
+#include <cstring>
 
 #include "new_file.h"
 
@@ -126,7 +126,8 @@ IoError writeFileAtomically(const fs::path& path, const Producer& produce, std::
         // Renaming over a file needs only the folder's permission; the file's own mode says
         // whether its owner lets the caller change it.
         if (!S_ISREG(old.st_mode)) return {EINVAL, notRegular(target, old.st_mode, "replace")};
-        if (::faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0) return errnoError("cannot replace", target, errno);
+        if (::faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0)
+            return errnoError("cannot replace", target, errno);
     }
     removeStaleTemporaries(target.has_parent_path() ? target.parent_path() : fs::path("."), target.filename().string());
 

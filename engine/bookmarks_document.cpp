@@ -46,7 +46,8 @@ std::optional<std::vector<std::uint8_t>> BookmarksDocument::dataOfType(std::stri
     return std::vector<std::uint8_t>(sink.out.begin(), sink.out.end());
 }
 
-bool BookmarksDocument::readFromURL(const std::filesystem::path& path, std::string_view typeName, DocumentError* error) {
+bool BookmarksDocument::readFromURL(const std::filesystem::path& path, std::string_view typeName,
+                                    DocumentError* error) {
     std::vector<std::uint8_t> bytes;
     if (IoError io = readWholeFile(path, bytes); !io.ok()) {
         setError(error, kPOSIXErrorDomain, io.errnum, io.message);

@@ -1,8 +1,8 @@
 #include "log.h"
 
+#include <syslog.h>
 #include <mutex>
 #include <string>
-#include <syslog.h>
 
 namespace orvane {
 namespace {

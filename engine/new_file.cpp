@@ -1,16 +1,16 @@
 #include "new_file.h"
 
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <climits>
 #include <ctime>
-#include <dirent.h>
-#include <fcntl.h>
 #include <random>
 #include <string_view>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "atomic_file.h"
 
@@ -44,7 +44,8 @@ long writerIn(std::string_view tail) {
     long pid = 0, ignored = 0;
     const std::size_t dash = tail.find('-');
     if (dash == std::string_view::npos) return number(tail, ignored) ? 0 : -1;
-    if (!number(tail.substr(0, dash), pid) || !number(tail.substr(dash + 1), ignored) || pid <= 0 || pid > INT_MAX) return -1;
+    if (!number(tail.substr(0, dash), pid) || !number(tail.substr(dash + 1), ignored) || pid <= 0 || pid > INT_MAX)
+        return -1;
     return pid;
 }
 
@@ -61,7 +62,11 @@ DeferredTermination::~DeferredTermination() { ::pthread_sigmask(SIG_SETMASK, &pr
 
 std::string temporaryName(const std::string& targetName, unsigned long number) {
     std::string name = ".";
-    name.append(targetName).append(kMarker).append(std::to_string(::getpid())).append("-").append(std::to_string(number));
+    name.append(targetName)
+        .append(kMarker)
+        .append(std::to_string(::getpid()))
+        .append("-")
+        .append(std::to_string(number));
     return name;
 }
 
@@ -76,7 +81,8 @@ void removeStaleTemporaries(const fs::path& folder, const std::string& targetNam
         if (!name.starts_with(prefix)) continue;
         const long writer = writerIn(name.substr(prefix.size()));
         struct stat st;
-        if (writer < 0 || ::fstatat(dirFd, entry->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(st.st_mode)) continue;
+        if (writer < 0 || ::fstatat(dirFd, entry->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(st.st_mode))
+            continue;
         // A process that runs but is not ours to signal (EPERM) still counts as the writer.
         const bool gone = writer > 0 ? ::kill(static_cast<pid_t>(writer), 0) != 0 && errno == ESRCH
                                      : now - st.st_mtime > kOldNamesStaleAfter;
@@ -99,7 +105,8 @@ IoError NewFile::create(const fs::path& target, Naming naming) {
         if (fd_ >= 0) return {};
         // This is how a file system (or a kernel) without unnamed files answers; other errors are
         // the folder's own and would stop a named file too.
-        if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL) return errnoError("cannot create a new file beside", target, errno);
+        if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL)
+            return errnoError("cannot create a new file beside", target, errno);
     }
     deferred_.emplace();
     int error = EEXIST;

@@ -62,7 +62,7 @@ public:
 private:
     int fd_ = -1;
     std::filesystem::path target_, folder_;
-    std::filesystem::path name_;  // the temporary name while the file has one
+    std::filesystem::path name_;                   // the temporary name while the file has one
     std::optional<DeferredTermination> deferred_;  // while a temporary name exists
 };
 

@@ -8,14 +8,14 @@ namespace orvane {
 
 enum OVError : std::uint32_t {
     OVErrorSuccess = 0,
-    OVErrorFileNotFound = 1,          // the bookmarks file (sort) or the backup (restore) is missing
-    OVErrorOutputFileNotFound = 2,    // restore: the bookmarks file to replace is missing
-    OVErrorNotBookmarksFile = 3,      // the root is not a folder
-    OVErrorUnknownVersion = 4,        // "WebBookmarkFileVersion" of 2 or more
+    OVErrorFileNotFound = 1,        // the bookmarks file (sort) or the backup (restore) is missing
+    OVErrorOutputFileNotFound = 2,  // restore: the bookmarks file to replace is missing
+    OVErrorNotBookmarksFile = 3,    // the root is not a folder
+    OVErrorUnknownVersion = 4,      // "WebBookmarkFileVersion" of 2 or more
     OVErrorCannotRead = 5,
     OVErrorCannotWrite = 6,
     OVErrorCannotWriteBackup = 7,
-    OVErrorFileBusy = 8,              // kept changing or stayed locked: Safari is using it
+    OVErrorFileBusy = 8,  // kept changing or stayed locked: Safari is using it
 };
 
 // Not one of the codes above: the file has children at its root but no Bookmarks Bar or no

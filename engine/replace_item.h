@@ -23,7 +23,8 @@ public:
     // Whether the platform replaces atomically; when not, the contents are exchanged instead.
     virtual bool hasAtomicReplace() const { return true; }
     // Puts `with` in place of `item`; nothing on success.
-    virtual std::optional<ReplaceFailure> replaceItem(const std::filesystem::path& item, const std::filesystem::path& with);
+    virtual std::optional<ReplaceFailure> replaceItem(const std::filesystem::path& item,
+                                                      const std::filesystem::path& with);
     // Moves an item; "" on success, otherwise why not.
     virtual std::string moveItem(const std::filesystem::path& from, const std::filesystem::path& to);
     // Swaps the two names' files, each name keeping its place.
@@ -35,7 +36,7 @@ public:
 // replacement now stands at `path` and nothing remains at `withPath`. On failure `reason`, when
 // given, says what the system answered.
 bool replaceItemAtPath(const std::filesystem::path& path, const std::filesystem::path& withPath);
-bool replaceItemAtPath(const std::filesystem::path& path, const std::filesystem::path& withPath, ReplaceOperations& operations,
-                       std::string* reason = nullptr);
+bool replaceItemAtPath(const std::filesystem::path& path, const std::filesystem::path& withPath,
+                       ReplaceOperations& operations, std::string* reason = nullptr);
 
 }  // namespace orvane

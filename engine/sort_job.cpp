@@ -1,11 +1,11 @@
 // The sort job and the file operations around it: the lock and date probes, the one-time backup,
 // the write and the restore.
-#include <cerrno>
-#include <cstdlib>
 #include <pwd.h>
 #include <sys/stat.h>
-#include <thread>
 #include <unistd.h>
+#include <cerrno>
+#include <cstdlib>
+#include <thread>
 
 #include "atomic_file.h"
 #include "bookmarks_document.h"
@@ -170,7 +170,8 @@ std::uint32_t Orvane::restoreBackedUpBookmarks() {
     // A link at the bookmarks path stays a link: the file it names is the one replaced.
     ReplaceOperations system;
     lastFileError_.clear();
-    return replaceItemAtPath(resolveLinks(*bookmarks), *backup, system, &lastFileError_) ? OVErrorSuccess : OVErrorCannotWrite;
+    return replaceItemAtPath(resolveLinks(*bookmarks), *backup, system, &lastFileError_) ? OVErrorSuccess
+                                                                                         : OVErrorCannotWrite;
 }
 
 }  // namespace orvane

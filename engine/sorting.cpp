@@ -62,7 +62,8 @@ plist::Value Orvane::sortedArrayFromBookmarkChildArray(const plist::Value& child
         const plist::Value& child = (*input)[i];
         const BookmarkNodeType type = typeFromBookmarkNode(child);
         std::uint32_t rank = type == BookmarkNodeTypeProxy ? 0 : 1;
-        if (arrangeFoldersAtTop_ && rank != 0) rank = type == BookmarkNodeTypeList ? 1 : type == BookmarkNodeTypeLeaf ? 2 : 3;
+        if (arrangeFoldersAtTop_ && rank != 0)
+            rank = type == BookmarkNodeTypeList ? 1 : type == BookmarkNodeTypeLeaf ? 2 : 3;
         const plist::Value title = titleFromBookmarkNode(child);
         Entry e{0, rank, static_cast<std::uint32_t>(i), {}, title.asString()};
         if (title.isString()) e.key = collator().keyHead(e.title);
@@ -98,7 +99,8 @@ plist::Value Orvane::sortBookmarksInDictionary(const plist::Value& node) {
     const plist::Array* children = childrenOf(node);
     if (!children) return node;
     plist::Value sortedChildren = plist::Value::array(children->size());
-    for (const plist::Value& child : children->items()) sortedChildren.asArray()->append(sortBookmarksInDictionary(child));
+    for (const plist::Value& child : children->items())
+        sortedChildren.asArray()->append(sortBookmarksInDictionary(child));
     // A folder titled "BookmarksBar" at any depth keeps its own order unless the bar is sorted.
     const plist::Value title = titleFromBookmarkNode(node);
     if (sortBookmarksBar_ || !title.isString() || title.asString() != keys::BookmarksBarTitle) {
@@ -172,7 +174,8 @@ plist::Value Orvane::sortBookmarksWithRootDictionary(const plist::Value& root, b
         switch (typeFromBookmarkNode(child)) {
         case BookmarkNodeTypeList: {
             const plist::Value title = titleFromBookmarkNode(child);
-            const bool special = title.isString() && (title.asString() == keys::BookmarksBarTitle || title.asString() == keys::BookmarksMenuTitle);
+            const bool special = title.isString() && (title.asString() == keys::BookmarksBarTitle ||
+                                                      title.asString() == keys::BookmarksMenuTitle);
             keep = isHidden(child) || special;
             break;
         }
@@ -200,8 +203,8 @@ plist::Value Orvane::sortBookmarksWithRootDictionary(const plist::Value& root, b
     const plist::Value sortedBar = sortRegion(loadedBar);
     const plist::Value sortedMenu = sortRegion(loadedMenu);
 
-    if (areBookmarksEqualInDictionary(rootLevelFolder, sortedRootLevel) && areBookmarksEqualInDictionary(loadedBar, sortedBar) &&
-        areBookmarksEqualInDictionary(loadedMenu, sortedMenu))
+    if (areBookmarksEqualInDictionary(rootLevelFolder, sortedRootLevel) &&
+        areBookmarksEqualInDictionary(loadedBar, sortedBar) && areBookmarksEqualInDictionary(loadedMenu, sortedMenu))
         return root;
 
     // Kept entries first, in their order, then the sorted root-level entries.

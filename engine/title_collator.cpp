@@ -1,8 +1,8 @@
 #include "title_collator.h"
 
-#include <cstdlib>
 #include <unicode/ucol.h>
 #include <unicode/uiter.h>
+#include <cstdlib>
 
 namespace orvane {
 namespace {
@@ -15,7 +15,8 @@ std::string icuLocaleFromPosix(std::string_view name) {
 }
 
 // Up to `room` further bytes of the key of `title`, going on from `state`; answers how many.
-std::int32_t nextKeyPart(const UCollator* collator, std::string_view title, std::uint32_t state[2], std::uint8_t* out, std::int32_t room) {
+std::int32_t nextKeyPart(const UCollator* collator, std::string_view title, std::uint32_t state[2], std::uint8_t* out,
+                         std::int32_t room) {
     UCharIterator it;
     uiter_setUTF8(&it, title.data(), static_cast<std::int32_t>(title.size()));
     UErrorCode status = U_ZERO_ERROR;

@@ -1,9 +1,9 @@
 #include "uuid.h"
 
+#include <sys/random.h>
 #include <array>
 #include <cstdint>
 #include <random>
-#include <sys/random.h>
 
 namespace orvane {
 

@@ -120,7 +120,8 @@ void Orvane::validateBookmarkNodeTitle(const plist::Value& node, StringSet& dupl
         candidate += " 1";
         candidateValue = plist::Value::string(candidate);
         logLine("-[Orvane validateBookmarkNodeTitle:useDuplicateTitleLookupSet:]",
-                "WARNING: assigning a possibly non-unique title \u201C" + candidate + "\u201D for bookmark node: " + describeNode(node));
+                "WARNING: assigning a possibly non-unique title \u201C" + candidate +
+                    "\u201D for bookmark node: " + describeNode(node));
     }
     if (report_) report_->renames.push_back({std::string(title.asString()), candidate});
     setTitle(candidateValue, node);
@@ -131,7 +132,8 @@ plist::Value Orvane::nameForUntitledBookmarkNode() const { return plist::Value::
 bool Orvane::isStaleResource(std::string_view) const { return false; }
 
 void Orvane::updateWebBookmarkUUIDInDictionary(const plist::Value& node) const {
-    if (plist::Dictionary* dict = node.asDictionary()) dict->set(keys::WebBookmarkUUID, plist::Value::string(stringWithUUID()));
+    if (plist::Dictionary* dict = node.asDictionary())
+        dict->set(keys::WebBookmarkUUID, plist::Value::string(stringWithUUID()));
 }
 
 }  // namespace orvane

@@ -4,7 +4,8 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace orvane;
     plist::ReadResult result = plist::readBinary({data, size});
-    if (result.format != plist::Format::Binary) fuzz::fail("fuzz_binary", "the binary reader must report the binary format");
+    if (result.format != plist::Format::Binary)
+        fuzz::fail("fuzz_binary", "the binary reader must report the binary format");
     if (!result)
         fuzz::checkFailure("fuzz_binary", result, false);
     else

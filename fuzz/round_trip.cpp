@@ -5,7 +5,9 @@
 
 namespace orvane::fuzz {
 namespace {
-std::span<const std::uint8_t> bytesOf(const std::string& s) { return {reinterpret_cast<const std::uint8_t*>(s.data()), s.size()}; }
+std::span<const std::uint8_t> bytesOf(const std::string& s) {
+    return {reinterpret_cast<const std::uint8_t*>(s.data()), s.size()};
+}
 }  // namespace
 
 void fail(const char* target, const char* what, const std::string& detail) {
@@ -22,12 +24,14 @@ void checkRoundTrips(const char* target, const plist::Value& value, bool xmlExac
     if (value.isNull()) fail(target, "a successful read gave no value");
 
     plist::StringSink binary;
-    if (std::string error = plist::writeBinary(value, binary); !error.empty()) fail(target, "cannot write what was read as binary", error);
+    if (std::string error = plist::writeBinary(value, binary); !error.empty())
+        fail(target, "cannot write what was read as binary", error);
     plist::ReadResult fromBinary = plist::readBinary(bytesOf(binary.out));
     if (!fromBinary) fail(target, "cannot read our own binary output", fromBinary.status.description());
     if (!(fromBinary.value == value)) fail(target, "the binary round trip changed the tree");
     plist::StringSink rewritten;
-    if (std::string error = plist::writeBinary(fromBinary.value, rewritten); !error.empty()) fail(target, "cannot rewrite our own binary", error);
+    if (std::string error = plist::writeBinary(fromBinary.value, rewritten); !error.empty())
+        fail(target, "cannot rewrite our own binary", error);
     if (rewritten.out != binary.out) fail(target, "writing our own binary again changed its bytes");
 
     // Not every tree fits in XML (control characters, lone surrogates, years past 9999).
@@ -38,7 +42,8 @@ void checkRoundTrips(const char* target, const plist::Value& value, bool xmlExac
     if (!xmlExact) return;
     if (!(fromXml.value == value)) fail(target, "the XML round trip changed the tree");
     plist::StringSink xmlAgain;
-    if (std::string error = plist::writeXml(fromXml.value, xmlAgain); !error.empty()) fail(target, "cannot rewrite our own XML", error);
+    if (std::string error = plist::writeXml(fromXml.value, xmlAgain); !error.empty())
+        fail(target, "cannot rewrite our own XML", error);
     if (xmlAgain.out != xml.out) fail(target, "writing our own XML again changed its bytes");
 }
 

@@ -38,7 +38,9 @@ void saveBackoff(const Backoff& backoff) {
     state.setValue("BackoffWait", backoff.waitMs);
 }
 
-void log(const char* method, const std::string& message) { logLine(std::string("-[OrvaneHelper ") + method + "]", message); }
+void log(const char* method, const std::string& message) {
+    logLine(std::string("-[OrvaneHelper ") + method + "]", message);
+}
 
 }  // namespace
 
@@ -62,7 +64,10 @@ std::uint32_t runSortJobFromSettings() {
 }
 
 Helper::Helper(QDBusConnection bus, QObject* parent)
-    : QObject(parent), bus_(std::move(bus)), backoff_(loadBackoff()), now_([] { return QDateTime::currentDateTimeUtc(); }) {
+    : QObject(parent),
+      bus_(std::move(bus)),
+      backoff_(loadBackoff()),
+      now_([] { return QDateTime::currentDateTimeUtc(); }) {
     wait_.setSingleShot(true);
     connect(&wait_, &QTimer::timeout, this, &Helper::requestSort);
 }
@@ -89,7 +94,8 @@ void Helper::incomingEvent(ZELEvents&, std::uint32_t, std::uint64_t) {
     saveBackoff(backoff_);
     if (wait == 0) return requestSort();
     log("incomingEvent:", "The bookmarks file changed again right after it was sorted; waiting " +
-                              std::to_string(wait / 1000) + " s before sorting it, so as not to fight whoever rewrites it.");
+                              std::to_string(wait / 1000) +
+                              " s before sorting it, so as not to fight whoever rewrites it.");
     wait_.start(static_cast<int>(wait));
 }
 
@@ -98,8 +104,9 @@ void Helper::requestSort() {
     saveBackoff(backoff_);
     if (!bus_.isConnected()) return sortHere();
 
-    QDBusMessage call = QDBusMessage::createMethodCall(QString::fromLatin1(kOrvaneBusName), QString::fromLatin1(kOrvaneObjectPath),
-                                                       QString::fromLatin1(kOrvaneInterface), QStringLiteral("SortBookmarks"));
+    QDBusMessage call =
+        QDBusMessage::createMethodCall(QString::fromLatin1(kOrvaneBusName), QString::fromLatin1(kOrvaneObjectPath),
+                                       QString::fromLatin1(kOrvaneInterface), QStringLiteral("SortBookmarks"));
     call << QString();
     requestInFlight_ = true;
     auto* watcher = new QDBusPendingCallWatcher(bus_.asyncCall(call, kCallTimeoutMs), this);

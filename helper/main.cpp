@@ -7,8 +7,8 @@
 
 #include "bus_names.h"
 #include "helper.h"
-#include "settings.h"
 #include "log.h"
+#include "settings.h"
 
 namespace {
 
@@ -46,7 +46,8 @@ int main(int argc, char** argv) {
                                                             QDBusConnectionInterface::ReplaceExistingService,
                                                             QDBusConnectionInterface::AllowReplacement);
         if (reply.value() != QDBusConnectionInterface::ServiceRegistered)
-            logLine("int main(int, char **)", "Could not own " + std::string(kHelperBusName) + "; Orvane will not be able to stop this helper.");
+            logLine("int main(int, char **)",
+                    "Could not own " + std::string(kHelperBusName) + "; Orvane will not be able to stop this helper.");
         auto* watcher = new QDBusServiceWatcher(QString::fromLatin1(kHelperBusName), bus,
                                                 QDBusServiceWatcher::WatchForOwnerChange, &application);
         QObject::connect(watcher, &QDBusServiceWatcher::serviceOwnerChanged, &application,
@@ -54,7 +55,8 @@ int main(int argc, char** argv) {
                              if (oldOwner == self) QCoreApplication::quit();
                          });
     } else {
-        logLine("int main(int, char **)", "No session bus: Orvane cannot be asked to sort, so this helper sorts by itself.");
+        logLine("int main(int, char **)",
+                "No session bus: Orvane cannot be asked to sort, so this helper sorts by itself.");
     }
 
     if (!helper.start()) return 1;

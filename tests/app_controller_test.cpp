@@ -89,10 +89,11 @@ void AppControllerTest::settingsHaveDefaultsAndAreReadAfresh() {
 void AppControllerTest::checkBoxesShowAndChangeTheirSettings() {
     ControllerRig rig;
     AppDelegate& c = *rig.controller;
-    const QList<std::pair<QCheckBox*, const char*>> boxes = {
-        {c.arrangeFoldersAtTopCheckBox(), keys::FoldersAtTop},   {c.removeDuplicatesCheckBox(), keys::RemoveDuplicates},
-        {c.renameSamenamedCheckBox(), keys::RenameSamenamed},   {c.sortBookmarksBarCheckBox(), keys::SortBookmarksBar},
-        {c.autoSortModeCheckBox(), keys::AutoSortMode}};
+    const QList<std::pair<QCheckBox*, const char*>> boxes = {{c.arrangeFoldersAtTopCheckBox(), keys::FoldersAtTop},
+                                                             {c.removeDuplicatesCheckBox(), keys::RemoveDuplicates},
+                                                             {c.renameSamenamedCheckBox(), keys::RenameSamenamed},
+                                                             {c.sortBookmarksBarCheckBox(), keys::SortBookmarksBar},
+                                                             {c.autoSortModeCheckBox(), keys::AutoSortMode}};
     QCOMPARE(c.sortBookmarksButton()->accessibleName(), QStringLiteral("Sort Bookmarks"));
     for (const auto& [box, key] : boxes) {
         QCOMPARE(box->isChecked(), Settings::boolForKey(key));
@@ -118,11 +119,18 @@ void AppControllerTest::resultAlertsByCode() {
     const QString backup = c.backupFilename();
     const QList<Case> cases = {
         {0, kSorted, "The bookmarks file was opened, sorted and saved.", false},
-        {1, kSortFailed, "The bookmarks file “" + stored + "” could not be located. Please locate the file and try again.", true},
-        {3, kSortFailed, "The file “" + stored + "” is not a bookmarks file. Please locate and select Safari’s bookmarks file.", true},
-        {7, kSortFailed, "A backup for the bookmarks file “" + backup + "” could not be created. Please verify that you have read and write access to the file’s directory.", false},
+        {1, kSortFailed,
+         "The bookmarks file “" + stored + "” could not be located. Please locate the file and try again.", true},
+        {3, kSortFailed,
+         "The file “" + stored + "” is not a bookmarks file. Please locate and select Safari’s bookmarks file.", true},
+        {7, kSortFailed,
+         "A backup for the bookmarks file “" + backup +
+             "” could not be created. Please verify that you have read and write access to the file’s directory.",
+         false},
         {8, kSortFailed, "Safari is currently using the bookmarks file, please wait a while before sorting.", false},
-        {kOVUnsupportedBookmarksFile, kSortFailed, "The bookmarks file “" + stored + "” has no Bookmarks Bar or no Bookmarks Menu, so it was left as it was.", false},
+        {kOVUnsupportedBookmarksFile, kSortFailed,
+         "The bookmarks file “" + stored + "” has no Bookmarks Bar or no Bookmarks Menu, so it was left as it was.",
+         false},
     };
     for (const Case& test : cases) {
         c.setBookmarksFilename(stored);
@@ -141,9 +149,10 @@ void AppControllerTest::locatingTheFileAsksAndCancellingEndsSilently() {
     c.sortBookmarksButton()->setEnabled(true);
     c.sortBookmarks();  // no file where the settings say, and the user cancels the open panel
     QCOMPARE(titles(rig.alerts.shown), QStringList{"Cannot locate the bookmarks file"});
-    QCOMPARE(rig.alerts.shown[0].message,
-             QStringLiteral("The bookmarks file is not located in its usual place.\n\nPlease locate and select Safari’s "
-                            "bookmarks file in the next dialog (it’s usually named: Bookmarks.plist.)"));
+    QCOMPARE(
+        rig.alerts.shown[0].message,
+        QStringLiteral("The bookmarks file is not located in its usual place.\n\nPlease locate and select Safari’s "
+                       "bookmarks file in the next dialog (it’s usually named: Bookmarks.plist.)"));
     QCOMPARE(rig.files.asked, (QList<QStringList>{{rig.home.path("Library/Safari"), "Property lists (*.plist)"}}));
     QVERIFY(c.sortBookmarksButton()->isEnabled());
     QCOMPARE(c.bookmarksFilename(), rig.home.path("Library/Safari/Bookmarks.plist"));
@@ -223,9 +232,11 @@ void AppControllerTest::quitRules() {
     QVERIFY(!c.terminate());
     QCOMPARE(rig.alerts.shown.size(), 1);
     QCOMPARE(rig.alerts.shown[0].title, QStringLiteral("Cannot automatically sort your bookmarks"));
-    QCOMPARE(rig.alerts.shown[0].message, QStringLiteral("Something seems to be fataly wrong with the program‘s main "
-                                                         "file.\n\nPlease reinstall the application to remidy this problem."));
-    QVERIFY(log.contains("-[AppDelegate applicationShouldTerminate:] Could not start OrvaneHelper.app, automatic storting will not be enabled."));
+    QCOMPARE(rig.alerts.shown[0].message,
+             QStringLiteral("Something seems to be fataly wrong with the program‘s main "
+                            "file.\n\nPlease reinstall the application to remidy this problem."));
+    QVERIFY(log.contains(
+        "-[AppDelegate applicationShouldTerminate:] Could not start OrvaneHelper.app, automatic storting will not be enabled."));
     QVERIFY(!c.autoSortMode());
     QVERIFY(!c.autoSortModeCheckBox()->isChecked());
     QCOMPARE(rig.terminations, 0);
@@ -239,8 +250,9 @@ void AppControllerTest::quitRules() {
     rig.workspace.launchError = QStringLiteral("Permission denied");
     rig.alerts.shown.clear();
     QCOMPARE(c.applicationShouldTerminate(), AppDelegate::TerminateCancel);
-    QCOMPARE(rig.alerts.shown[0].message, QStringLiteral("The operating system says: Permission denied\n\nIf this problem "
-                                                         "remains after restarting your computer, then please reinstall the application."));
+    QCOMPARE(rig.alerts.shown[0].message,
+             QStringLiteral("The operating system says: Permission denied\n\nIf this problem "
+                            "remains after restarting your computer, then please reinstall the application."));
 
     // Closing the main window is a request to quit.
     ControllerRig closing;
@@ -254,8 +266,8 @@ void AppControllerTest::quitRules() {
 
 void AppControllerTest::launchSequence() {
     for (const auto& [version, outdated] : {std::pair<std::optional<QString>, bool>{QStringLiteral("5.1"), true},
-                                           {QStringLiteral("5.1.1"), false},
-                                           {std::nullopt, true}}) {
+                                            {QStringLiteral("5.1.1"), false},
+                                            {std::nullopt, true}}) {
         ControllerRig rig;
         rig.safari.version = version;
         Settings::setObject(keys::LastHelperError, 101);
@@ -267,15 +279,15 @@ void AppControllerTest::launchSequence() {
             QCOMPARE(Settings::stringForKey(keys::ApplicationFolder), rig.controller->applicationFolder());
             QCOMPARE(rig.services.provided, 1);
             QVERIFY(rig.controller->window()->isVisible());
-            if (alert.title == QLatin1String("Please update Safari")) QVERIFY(!rig.controller->sortBookmarksButton()->isEnabled());
+            if (alert.title == QLatin1String("Please update Safari"))
+                QVERIFY(!rig.controller->sortBookmarksButton()->isEnabled());
             seen.append(alert.title);
         };
         rig.controller->applicationDidFinishLaunching();
         QStringList expected{"Automatic sorting error"};
         if (outdated) expected.prepend("Please update Safari");
         QCOMPARE(seen, expected);
-        if (outdated)
-            QVERIFY(rig.alerts.shown[0].message.contains(QStringLiteral("from the “Apple” (\uF8FF) menu")));
+        if (outdated) QVERIFY(rig.alerts.shown[0].message.contains(QStringLiteral("from the “Apple” (\uF8FF) menu")));
         QVERIFY(rig.controller->sortBookmarksButton()->isEnabled());
         QVERIFY(rig.controller->autoSortModeCheckBox()->isEnabled());
     }
@@ -290,14 +302,21 @@ void AppControllerTest::helperReportsAreShownOnceInTheirOrder() {
         QString message;
         int updateChecks;
     };
-    const QString unknown =
-        QStringLiteral("The program ran into an unknown error: 7000.\n\nA restart of your computer will hopefully solve the error.");
+    const QString unknown = QStringLiteral(
+        "The program ran into an unknown error: 7000.\n\nA restart of your computer will hopefully solve the error.");
     const QList<Case> cases = {
         {0, {}, {}, 0},
         {kHelperClearedError, {}, {}, 0},
         {kHelperAsksForUpdateCheck, {}, {}, 1},
-        {5, {kSortFailed}, "The bookmarks file “" + c.bookmarksFilename() + "” could not be read. Please verify that you have read and write access to the file.", 0},
-        {kHelperCannotWatch, {"Automatic sorting error"}, "Could not begin watching the bookmarks file for modification events.\n\nThis problem is very rare. A restart of your computer will probably solve the error.", 0},
+        {5,
+         {kSortFailed},
+         "The bookmarks file “" + c.bookmarksFilename() +
+             "” could not be read. Please verify that you have read and write access to the file.",
+         0},
+        {kHelperCannotWatch,
+         {"Automatic sorting error"},
+         "Could not begin watching the bookmarks file for modification events.\n\nThis problem is very rare. A restart of your computer will probably solve the error.",
+         0},
         {7000, {"Automatic sorting error"}, unknown, 0},
         {QStringLiteral("7000"), {"Automatic sorting error"}, unknown, 0},
     };
@@ -323,9 +342,11 @@ void AppControllerTest::helperLoginItemFailuresOnlyLog() {
     c.autoSortModeCheckBox()->setEnabled(true);
     c.autoSortModeCheckBox()->click();  // on, with no helper beside the program
     c.autoSortModeCheckBox()->click();  // off, with no login item to remove
-    QCOMPARE(log, (QStringList{
-                      "-[AppDelegate addHelperApplicationAsLoginItem] Cannot find the application, will not add an unresolved URL to the login items.",
-                      "-[AppDelegate removeHelperApplicationFromLoginItems] Could not remove OrvaneHelper.app from the user‘s login items."}));
+    QCOMPARE(
+        log,
+        (QStringList{
+            "-[AppDelegate addHelperApplicationAsLoginItem] Cannot find the application, will not add an unresolved URL to the login items.",
+            "-[AppDelegate removeHelperApplicationFromLoginItems] Could not remove OrvaneHelper.app from the user‘s login items."}));
     QVERIFY(rig.alerts.shown.isEmpty());
 }
 
@@ -352,7 +373,8 @@ void AppControllerTest::restoreAsksFirstAndFollowsTheBackup() {
     // Cancel is the default answer and changes nothing.
     rig.alerts.shown.clear();
     c.restoreInitialBackup();
-    QCOMPARE(rig.alerts.confirmations[0].title, QStringLiteral("You are about to restore the initial backup of your bookmarks"));
+    QCOMPARE(rig.alerts.confirmations[0].title,
+             QStringLiteral("You are about to restore the initial backup of your bookmarks"));
     QCOMPARE(rig.alerts.buttons, (QStringList{"Cancel", "OK"}));
     QVERIFY(rig.alerts.shown.isEmpty());
     QVERIFY(c.canRestoreInitialBackup());
@@ -360,7 +382,8 @@ void AppControllerTest::restoreAsksFirstAndFollowsTheBackup() {
     rig.alerts.confirm = true;
     c.restoreInitialBackup();
     QCOMPARE(titles(rig.alerts.shown), QStringList{"Restoring the initial backup of your bookmarks."});
-    QCOMPARE(rig.alerts.shown[0].message, QStringLiteral("The initial backup of your bookmarks have now been restored."));
+    QCOMPARE(rig.alerts.shown[0].message,
+             QStringLiteral("The initial backup of your bookmarks have now been restored."));
     QCOMPARE(contents(file), original);
     c.menuNeedsUpdate(fileMenu);
     QVERIFY(!restore->isEnabled());
@@ -369,9 +392,11 @@ void AppControllerTest::restoreAsksFirstAndFollowsTheBackup() {
     rig.alerts.shown.clear();
     c.restoreInitialBackup();
     QCOMPARE(rig.alerts.shown[0].title, QStringLiteral("Restoring the initial backup of your bookmarks."));
-    QCOMPARE(rig.alerts.shown[0].message,
-             "Unfortionately the initial backup of your bookmarks could not be restored. Please verify that you have read "
-             "and write privilages for the file “" + file + ".”");
+    QCOMPARE(
+        rig.alerts.shown[0].message,
+        "Unfortionately the initial backup of your bookmarks could not be restored. Please verify that you have read "
+        "and write privilages for the file “" +
+            file + ".”");
 }
 
 void AppControllerTest::sortButtonRetitlesAfterItsAnimation() {
@@ -432,7 +457,8 @@ void AppControllerTest::serviceCallTimeWindow() {
     rig.controller->applicationDidFinishLaunching();
     const QDateTime start = rig.clock.time;
     QVERIFY(!c.wasServiceCall());  // no call in this run
-    for (const auto& [offset, expected] : {std::pair{990, true}, {1000, true}, {1010, false}, {-500, true}, {-1000, true}, {-1010, false}}) {
+    for (const auto& [offset, expected] :
+         {std::pair{990, true}, {1000, true}, {1010, false}, {-500, true}, {-1000, true}, {-1010, false}}) {
         rig.clock.time = start.addMSecs(offset);
         c.sortBookmarks(QString(), nullptr);
         QCOMPARE(c.wasServiceCall(), expected);

@@ -10,7 +10,8 @@
 namespace orvane::test {
 
 ScratchHome::ScratchHome() {
-    for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "ORVANE_SAFARI_APP"}) saved_.append({name, qgetenv(name)});
+    for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "ORVANE_SAFARI_APP"})
+        saved_.append({name, qgetenv(name)});
     qputenv("HOME", dir_.path().toUtf8());
     qputenv("XDG_CONFIG_HOME", dir_.filePath(".config").toUtf8());
     qputenv("XDG_DATA_HOME", dir_.filePath(".local/share").toUtf8());
@@ -31,7 +32,8 @@ QString ScratchHome::putSampleBookmarks() {
 
 void ScratchHome::putSafari(const char* version) {
     QDir().mkpath(path("Safari.app/Contents"));
-    writeFile(path("Safari.app/Contents/Info.plist").toStdString(), toXml(D({{"CFBundleShortVersionString", S(version)}})));
+    writeFile(path("Safari.app/Contents/Info.plist").toStdString(),
+              toXml(D({{"CFBundleShortVersionString", S(version)}})));
     qputenv("ORVANE_SAFARI_APP", path("Safari.app").toUtf8());
 }
 

@@ -55,7 +55,9 @@ public:
         askedFor.append(identifier);
         return running;
     }
-    void activate(const RunningApplication& application) override { events.append("activate " + application.bundleIdentifier); }
+    void activate(const RunningApplication& application) override {
+        events.append("activate " + application.bundleIdentifier);
+    }
     void activateCurrentApplication() override { events.append("activate self"); }
     void sleepForTimeInterval(double seconds) override { events.append("sleep " + QString::number(seconds)); }
     std::optional<QString> version = QStringLiteral("15.6");
@@ -102,7 +104,9 @@ class ScratchHome {
 public:
     ScratchHome();
     ~ScratchHome();
-    QString path(const QString& relative = {}) const { return relative.isEmpty() ? dir_.path() : dir_.filePath(relative); }
+    QString path(const QString& relative = {}) const {
+        return relative.isEmpty() ? dir_.path() : dir_.filePath(relative);
+    }
     // Safari's bookmarks file where Orvane looks first, holding a copy of the sample file.
     QString putSampleBookmarks();
     // A stand-in for Safari's bundle with that version, named by ORVANE_SAFARI_APP.

@@ -32,9 +32,9 @@ private slots:
 
 void AppPartsTest::safariVersionThreshold() {
     const QList<std::pair<std::optional<QString>, bool>> cases = {
-        {std::nullopt, true}, {"", true},     {"4.1.3", true}, {"5", true},    {"5.0.6", true}, {"5.1", true},
-        {"5.1.0", true},      {"5.1.1", false}, {"5.2", false}, {"6.0", false}, {"15.6.1", false}, {"5.x.9", true},
-        {"5.1.1b", false},
+        {std::nullopt, true}, {"", true},      {"4.1.3", true},   {"5", true},    {"5.0.6", true},
+        {"5.1", true},        {"5.1.0", true}, {"5.1.1", false},  {"5.2", false}, {"6.0", false},
+        {"15.6.1", false},    {"5.x.9", true}, {"5.1.1b", false},
     };
     for (const auto& [version, outdated] : cases) {
         QVERIFY2(isSafariVersionOutdated(version) == outdated, qPrintable(version.value_or("(none)")));
@@ -61,9 +61,10 @@ void AppPartsTest::bookmarksBarVisibility() {
     }
     // Only the unreadable file is logged, with the reader's reason and the format it took.
     QCOMPARE(log.size(), 1);
-    QVERIFY2(log[0].startsWith("BOOL safariBug_isTheBookmarksBarVisisble() Could not read Safari‘s preferences: byte ") &&
-                 log[0].endsWith(", format: 200"),
-             qPrintable(log[0]));
+    QVERIFY2(
+        log[0].startsWith("BOOL safariBug_isTheBookmarksBarVisisble() Could not read Safari‘s preferences: byte ") &&
+            log[0].endsWith(", format: 200"),
+        qPrintable(log[0]));
 }
 
 void AppPartsTest::refreshActivatesOnlyAnOutdatedSafariShowingItsBar() {
@@ -88,7 +89,8 @@ void AppPartsTest::refreshActivatesOnlyAnOutdatedSafariShowingItsBar() {
         if (test.running) safari.running = {{"com.apple.Safari", 11}, {"com.apple.Safari", 12}};
         safariBug_refreshSafari(safari);
         QCOMPARE(safari.askedFor, QStringList{"com.apple.Safari"});
-        const QStringList expected = {"activate com.apple.Safari", "activate com.apple.Safari", "sleep 0.1", "activate self"};
+        const QStringList expected = {"activate com.apple.Safari", "activate com.apple.Safari", "sleep 0.1",
+                                      "activate self"};
         QCOMPARE(safari.events, test.activates ? expected : QStringList{});
     }
 }
@@ -118,7 +120,8 @@ void AppPartsTest::aboutPanelShowsTheWidestIconAndTheVersion() {
 }
 
 void AppPartsTest::alertFormats() {
-    QCOMPARE(formatMessage("Cannot add %@ to your login items.", {"OrvaneHelper.app"}), QStringLiteral("Cannot add OrvaneHelper.app to your login items."));
+    QCOMPARE(formatMessage("Cannot add %@ to your login items.", {"OrvaneHelper.app"}),
+             QStringLiteral("Cannot add OrvaneHelper.app to your login items."));
     QCOMPARE(formatMessage("error: %d, format: %ld", {"7000", "200"}), QStringLiteral("error: 7000, format: 200"));
     QCOMPARE(formatMessage("100%% sure"), QStringLiteral("100% sure"));
     // A message passed as its own format reads "%" as a conversion; one without an argument is empty.
@@ -146,11 +149,14 @@ void AppPartsTest::everyEngineTextIsInTheCatalogue() {
 
 void AppPartsTest::germanAndFrenchCatalogues() {
     for (const auto& [language, sorted, engine] :
-         {std::tuple{QLocale::German, "Die Lesezeichen sind jetzt sortiert", "Die Lesezeichendatei wurde geöffnet, sortiert und gespeichert."},
-          std::tuple{QLocale::French, "Les signets sont maintenant triés", "Le fichier de signets a été ouvert, trié et enregistré."}}) {
+         {std::tuple{QLocale::German, "Die Lesezeichen sind jetzt sortiert",
+                     "Die Lesezeichendatei wurde geöffnet, sortiert und gespeichert."},
+          std::tuple{QLocale::French, "Les signets sont maintenant triés",
+                     "Le fichier de signets a été ouvert, trié et enregistré."}}) {
         QLocale::setDefault(QLocale(language));
         installTranslations(*QCoreApplication::instance());
-        QCOMPARE(QCoreApplication::translate("orvane::AppDelegate", "The bookmarks are now sorted"), QString::fromUtf8(sorted));
+        QCOMPARE(QCoreApplication::translate("orvane::AppDelegate", "The bookmarks are now sorted"),
+                 QString::fromUtf8(sorted));
         QCOMPARE(QString::fromStdString(Orvane::stringFromOVError(0, "f")), QString::fromUtf8(engine));
         for (QTranslator* translator : QCoreApplication::instance()->findChildren<QTranslator*>())
             QCoreApplication::removeTranslator(translator), delete translator;

@@ -26,7 +26,8 @@ void answerNextMessageBox(SeenBox& seen, std::function<void(QMessageBox&)> answe
     QTimer::singleShot(50, [&seen, answer] {
         for (QWidget* widget : QApplication::topLevelWidgets())
             if (auto* box = qobject_cast<QMessageBox*>(widget); box && box->isVisible()) {
-                seen = {box->text(), box->informativeText(), box->defaultButton() ? box->defaultButton()->text() : QString()};
+                seen = {box->text(), box->informativeText(),
+                        box->defaultButton() ? box->defaultButton()->text() : QString()};
                 answer(*box);
                 return;
             }
@@ -75,7 +76,8 @@ void AppWindowTest::sortButtonSortsAsTheCommandLineDoes() {
     QCOMPARE(seen.informativeText, QStringLiteral("The bookmarks file was opened, sorted and saved."));
     QVERIFY(controller.sortBookmarksButton()->isEnabled());
 
-    const RunResult cli = run({cliPath(), "sort", "--backup", home.path("cli-backup.plist").toStdString(), cliCopy.toStdString()});
+    const RunResult cli =
+        run({cliPath(), "sort", "--backup", home.path("cli-backup.plist").toStdString(), cliCopy.toStdString()});
     QCOMPARE(cli.exitCode, 0);
     const std::string sorted = outline(file);
     QVERIFY(!sorted.empty());

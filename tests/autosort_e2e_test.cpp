@@ -36,11 +36,10 @@ public:
         const QString config = home.path("bus.conf");
         QFile file(config);
         file.open(QIODevice::WriteOnly);
-        file.write(QStringLiteral(
-                       "<busconfig><type>session</type><listen>unix:tmpdir=%1</listen><auth>EXTERNAL</auth>"
-                       "<servicedir>" ORVANE_BUILD_DIR "/share/dbus-1/services</servicedir>"
-                       "<policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
-                       "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>")
+        file.write(QStringLiteral("<busconfig><type>session</type><listen>unix:tmpdir=%1</listen><auth>EXTERNAL</auth>"
+                                  "<servicedir>" ORVANE_BUILD_DIR "/share/dbus-1/services</servicedir>"
+                                  "<policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
+                                  "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>")
                        .arg(home.path())
                        .toUtf8());
         file.close();
@@ -119,7 +118,8 @@ void AutosortEndToEndTest::serviceCallStartsOrvaneWhichSortsAndQuits() {
     QVERIFY(bus.ok());
     QVERIFY(!isSorted(file));
 
-    QDBusMessage call = QDBusMessage::createMethodCall(kOrvaneBusName, kOrvaneObjectPath, kOrvaneInterface, "SortBookmarks");
+    QDBusMessage call =
+        QDBusMessage::createMethodCall(kOrvaneBusName, kOrvaneObjectPath, kOrvaneInterface, "SortBookmarks");
     call << QStringLiteral("from the test");
     const QDBusReply<QString> reply = bus.bus().call(call, QDBus::Block, kDeadlineMs);
     QVERIFY2(reply.isValid(), qPrintable(reply.error().message()));
@@ -142,7 +142,8 @@ void AutosortEndToEndTest::helperHasChangesSortedAndComesBack() {
 
     QTRY_VERIFY_WITH_TIMEOUT(isSorted(file), kDeadlineMs);
     QTRY_VERIFY_WITH_TIMEOUT(bus.owner(kOrvaneBusName).isEmpty(), kDeadlineMs);
-    QTRY_VERIFY_WITH_TIMEOUT(!bus.owner(kHelperBusName).isEmpty() && bus.owner(kHelperBusName) != firstHelper, kDeadlineMs);
+    QTRY_VERIFY_WITH_TIMEOUT(!bus.owner(kHelperBusName).isEmpty() && bus.owner(kHelperBusName) != firstHelper,
+                             kDeadlineMs);
     QCOMPARE(bus.orvaneStarts(), 1);
 
     // Orvane's own write is not a change to sort: no second start follows.

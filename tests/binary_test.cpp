@@ -40,7 +40,10 @@ std::uint64_t fromBE(const std::string& s, std::size_t at, std::size_t width) {
     return v;
 }
 
-struct Trailer { unsigned offsetSize, refSize; std::uint64_t numObjects, top, tableOffset; };
+struct Trailer {
+    unsigned offsetSize, refSize;
+    std::uint64_t numObjects, top, tableOffset;
+};
 
 Trailer trailerOf(const std::string& file) {
     const std::size_t t = file.size() - 32;
@@ -75,24 +78,41 @@ constexpr std::int64_t kOffsetSize = -26, kRefSize = -25, kNumObjects = -24, kTo
 TEST(BinaryWrite, ObjectsAreEncodedAsAppleWritesThem) {
     Value shared = A({S("k")}), fifteen = Value::array();
     for (int i = 0; i < 15; ++i) fifteen.asArray()->append(S("a"));
-    const struct { const char* name; Value value; std::string objects; /* between header and offset table */ } cases[] = {
+    const struct {
+        const char* name;
+        Value value;
+        std::string objects; /* between header and offset table */
+    } cases[] = {
         {"booleans", A({Value::boolean(false), Value::boolean(true)}), "\xA2\x01\x02\x08\x09"s},
-        {"256", I(256), "\x11\x01\x00"s}, {"65536", I(65536), "\x12\x00\x01\x00\x00"s},
+        {"256", I(256), "\x11\x01\x00"s},
+        {"65536", I(65536), "\x12\x00\x01\x00\x00"s},
         {"2^32", I(std::int64_t{1} << 32), "\x13\x00\x00\x00\x01\x00\x00\x00\x00"s},
         {"-1 takes 8 bytes", I(-1), "\x13\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"s},
-        {"2^63 takes 16 bytes", Value::unsignedInteger(std::uint64_t{1} << 63), "\x14" + BE(0, 8) + BE(std::uint64_t{1} << 63, 8)},
+        {"2^63 takes 16 bytes", Value::unsignedInteger(std::uint64_t{1} << 63),
+         "\x14" + BE(0, 8) + BE(std::uint64_t{1} << 63, 8)},
         {"real", Value::real(1.5), "\x23\x3F\xF8\x00\x00\x00\x00\x00\x00"s},
-        {"date", Value::date(-0.5), "\x33\xBF\xE0\x00\x00\x00\x00\x00\x00"s}, {"NUL is ASCII", S("a\0b"s), "\x53" "a\0b"s},
+        {"date", Value::date(-0.5), "\x33\xBF\xE0\x00\x00\x00\x00\x00\x00"s},
+        {"NUL is ASCII", S("a\0b"s),
+         "\x53"
+         "a\0b"s},
         {"Latin-1 is UTF-16, astral is two units", S("\xC3\xA9\xF0\x9F\x98\x80"), "\x63\x00\xE9\xD8\x3D\xDE\x00"s},
-        {"300 bytes of data", Value::data(std::vector<std::uint8_t>(300, 0xAB)), "\x4F\x11\x01\x2C" + std::string(300, '\xAB')},
+        {"300 bytes of data", Value::data(std::vector<std::uint8_t>(300, 0xAB)),
+         "\x4F\x11\x01\x2C" + std::string(300, '\xAB')},
         {"UIDs of 1, 2 and 4 bytes", A({Value::uid(5), Value::uid(0x1234), Value::uid(0x12345)}),
          "\xA3\x01\x02\x03\x80\x05\x81\x12\x34\x83\x00\x01\x23\x45"s},
         {"empty containers", A({A({}), D({})}), "\xA2\x01\x02\xA0\xD0"s},
-        {"15 equal strings, one object", fifteen, "\xAF\x10\x0F" + std::string(15, '\x01') + "\x51" "a"},
-        {"key equal to its value", D({{"k", S("k")}}), "\xD1\x01\x01\x51" "k"s},
+        {"15 equal strings, one object", fifteen,
+         "\xAF\x10\x0F" + std::string(15, '\x01') +
+             "\x51"
+             "a"},
+        {"key equal to its value", D({{"k", S("k")}}),
+         "\xD1\x01\x01\x51"
+         "k"s},
         {"1, 1.0 and true stay apart", A({I(1), Value::real(1.0), Value::boolean(true), I(1)}),
          "\xA4\x01\x02\x03\x01\x10\x01\x23\x3F\xF0\x00\x00\x00\x00\x00\x00\x09"s},
-        {"a shared container is written twice", A({shared, shared}), "\xA2\x01\x03\xA1\x02\x51" "k\xA1\x02"s},
+        {"a shared container is written twice", A({shared, shared}),
+         "\xA2\x01\x03\xA1\x02\x51"
+         "k\xA1\x02"s},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -142,7 +162,8 @@ TEST(BinaryWrite, RefusesWhatCannotBeWritten) {
     // A tree that contains itself is stopped by the same depth limit as one 513 deep.
     Value loop = A({S("a")});
     loop.asArray()->append(loop);
-    for (const Value& refused : {A({S("a"), D({{"k", Value()}})}), nested(513), loop}) EXPECT_NE(writeError(refused), "");
+    for (const Value& refused : {A({S("a"), D({{"k", Value()}})}), nested(513), loop})
+        EXPECT_NE(writeError(refused), "");
     loop.asArray()->clear();  // breaks the cycle, which would otherwise never be freed
     EXPECT_EQ(writeError(nested(512)), "");
     FailingSink failing(0);
@@ -150,7 +171,9 @@ TEST(BinaryWrite, RefusesWhatCannotBeWritten) {
 }
 
 TEST(BinaryRead, MalformedFilesFailWithAMessageAndWhere) {
-    const std::string good = assemble({"\xA1\x01"s, "\x51" "a"s});  // ["a"]; offset table at 12
+    const std::string good = assemble({"\xA1\x01"s,
+                                       "\x51"
+                                       "a"s});  // ["a"]; offset table at 12
     std::vector<std::string> many{"\xA0"s};
     many.resize(258, "\x08"s);
     // Expansion bombs: 40 arrays, each holding the next one twice, expand to 2^41 - 1 objects in
@@ -162,7 +185,8 @@ TEST(BinaryRead, MalformedFilesFailWithAMessageAndWhere) {
     // The same through aliased offsets: every object is referenced once, but objects 2L - 1 and
     // 2L both start where array L does.
     std::string aliased = "bplist00";
-    for (char level = 0; level < 40; ++level) aliased += "\xA2"s + static_cast<char>(2 * level + 1) + static_cast<char>(2 * level + 2);
+    for (char level = 0; level < 40; ++level)
+        aliased += "\xA2"s + static_cast<char>(2 * level + 1) + static_cast<char>(2 * level + 2);
     aliased += "\x09";
     const std::size_t aliasedTable = aliased.size();
     for (int i = 0; i <= 80; ++i) aliased += static_cast<char>(8 + 3 * ((i + 1) / 2));
@@ -176,42 +200,83 @@ TEST(BinaryRead, MalformedFilesFailWithAMessageAndWhere) {
     const std::string zeros(16, '\0');
 
     // `at` is where the reader must say the fault lies; negative counts from the end.
-    const struct { const char* name; std::string file; std::int64_t at; std::string_view says = {}; } cases[] = {
-        {"40 bytes", "bplist00" + std::string(32, '\0'), 0}, {"bad magic", "xplist00" + good.substr(8), 0},
+    const struct {
+        const char* name;
+        std::string file;
+        std::int64_t at;
+        std::string_view says = {};
+    } cases[] = {
+        {"40 bytes", "bplist00" + std::string(32, '\0'), 0},
+        {"bad magic", "xplist00" + good.substr(8), 0},
         {"offset size 0", patched(good, kOffsetSize, 0, 1), kOffsetSize},
         {"offset size 9", patched(good, kOffsetSize, 9, 1), kOffsetSize},
         {"reference size 0", patched(good, kRefSize, 0, 1), kRefSize},
         {"1-byte references for 258 objects", assemble(many, 1, 2), kRefSize},
-        {"no objects", patched(good, kNumObjects, 0, 8), kNumObjects}, {"root out of range", patched(good, kTop, 2, 8), kTop},
+        {"no objects", patched(good, kNumObjects, 0, 8), kNumObjects},
+        {"root out of range", patched(good, kTop, 2, 8), kTop},
         {"table at the trailer", patched(good, kTableOffset, good.size() - 32, 8), kTableOffset},
         {"table in the header", patched(good, kTableOffset, 8, 8), kTableOffset},
         {"extra byte in the table", good.substr(0, good.size() - 32) + '\0' + good.substr(good.size() - 32), 12},
         {"table length overflows", patched(assemble({"\x09"s}, 1, 8), kNumObjects, (std::uint64_t{1} << 61) + 1, 8), 9},
-        {"offset into the table", patched(good, 13, 12, 1), 13}, {"offset into the header", patched(good, 13, 7, 1), 13},
+        {"offset into the table", patched(good, 13, 12, 1), 13},
+        {"offset into the header", patched(good, 13, 7, 1), 13},
         {"unused object outside", patched(assemble({"\x09"s, "\x08"s}), 11, 200, 1), 11},
-        {"reference out of range", assemble({"\xA1\x02"s, "\x51" "a"s}), 9},
-        {"string too long", assemble({"\x55" "ab"s}), 8}, {"UTF-16 of 3 units in 4 bytes", assemble({"\x63" "abcd"s}), 8},
-        {"UTF-16 count above INT64_MAX", assemble({"\x6F\x13\x80\x00\x00\x00\x00\x00\x00\x00\x00" "a"s}), 9},
-        {"data too long", assemble({"\x4F\x10\x20" "abc"s}), 8}, {"array too long", assemble({"\xA5\x00\x00"s}), 8},
+        {"reference out of range",
+         assemble({"\xA1\x02"s,
+                   "\x51"
+                   "a"s}),
+         9},
+        {"string too long",
+         assemble({"\x55"
+                   "ab"s}),
+         8},
+        {"UTF-16 of 3 units in 4 bytes",
+         assemble({"\x63"
+                   "abcd"s}),
+         8},
+        {"UTF-16 count above INT64_MAX",
+         assemble({"\x6F\x13\x80\x00\x00\x00\x00\x00\x00\x00\x00"
+                   "a"s}),
+         9},
+        {"data too long",
+         assemble({"\x4F\x10\x20"
+                   "abc"s}),
+         8},
+        {"array too long", assemble({"\xA5\x00\x00"s}), 8},
         {"dictionary of INT64_MAX", assemble({"\xDF\x13\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x00"s}), 8},
-        {"length is a real", assemble({"\x5F\x23\x40\x00\x00\x00\x00\x00\x00\x00" "ab"s}), 9},
+        {"length is a real",
+         assemble({"\x5F\x23\x40\x00\x00\x00\x00\x00\x00\x00"
+                   "ab"s}),
+         9},
         {"length is a 32-byte int", assemble({"\x5F\x15" + std::string(32, '\0') + "ab"}), 9},
         {"length marker at the table", assemble({"\xA1\x01"s, "\x5F"s}), 10},
         {"length runs into the table", assemble({"\x5F\x13\x00"s}), 9},
-        {"integer key", assemble({"\xD1\x01\x02"s, "\x10\x01"s, "\x51" "a"s}), 9},
-        {"marker 0x00 (null)", assemble({"\x00"s + zeros}), 8}, {"marker 0x0F (fill)", assemble({"\x0F"s + zeros}), 8},
-        {"marker 0x21 (2-byte real)", assemble({"\x21"s + zeros}), 8}, {"marker 0x32 (date)", assemble({"\x32"s + zeros}), 8},
+        {"integer key",
+         assemble({"\xD1\x01\x02"s, "\x10\x01"s,
+                   "\x51"
+                   "a"s}),
+         9},
+        {"marker 0x00 (null)", assemble({"\x00"s + zeros}), 8},
+        {"marker 0x0F (fill)", assemble({"\x0F"s + zeros}), 8},
+        {"marker 0x21 (2-byte real)", assemble({"\x21"s + zeros}), 8},
+        {"marker 0x32 (date)", assemble({"\x32"s + zeros}), 8},
         {"marker 0xC1 (set)", assemble({"\xC1\x00"s + zeros}), 8},
         {"marker 0x70 (UTF-8 string) inside an array", assemble({"\xA1\x01"s, "\x70"s + zeros}), 10},
         {"32-byte integer", assemble({"\x15" + std::string(32, '\0')}), 8},
         {"16-byte integer cut short", assemble({"\x14" + std::string(8, '\0')}), 8},
-        {"real cut short", assemble({"\x23\x00"s}), 8}, {"date cut short", assemble({"\x33"s}), 8},
+        {"real cut short", assemble({"\x23\x00"s}), 8},
+        {"date cut short", assemble({"\x33"s}), 8},
         {"8-byte UID above 2^32", assemble({"\x87\x00\x00\x00\x01\x00\x00\x00\x00"s}), 8},
         {"UID one byte short", assemble({"\x83\x00\x00\x00"s}), 8},
-        {"dictionary containing itself", assemble({"\xD1\x01\x00"s, "\x51" "k"s}), 10, "itself"},
+        {"dictionary containing itself",
+         assemble({"\xD1\x01\x00"s,
+                   "\x51"
+                   "k"s}),
+         10, "itself"},
         {"two arrays containing each other", assemble({"\xA1\x01"s, "\xA1\x00"s}), 11, "itself"},
-        {"expansion bomb", bomb, 8 + 3 * 18, "object 18: copying its shared arrays and dictionaries for every reference would make "
-                                             "more than 4194506 objects, the limit for a file of 202 bytes (its size plus 4194304)"},
+        {"expansion bomb", bomb, 8 + 3 * 18,
+         "object 18: copying its shared arrays and dictionaries for every reference would make "
+         "more than 4194506 objects, the limit for a file of 202 bytes (its size plus 4194304)"},
         {"expansion bomb through aliased offsets", aliased, 8 + 3 * 18, "object 35: copying"},
         {"513 nested arrays", chain(513), 8 + 3 * 512, "nested"},
     };
@@ -239,22 +304,50 @@ TEST(BinaryRead, WhatAppleAcceptsReadsAsAppleReadsIt) {
     for (int i = 0; i < 17; ++i) bigObjects.push_back("\x10"s + static_cast<char>(i));
     for (int i = 0; i < 16; ++i) bigExpected.asDictionary()->set("k"s + static_cast<char>('a' + i), I(i));
 
-    const struct { const char* name; std::string file; Value expected; } cases[] = {
+    const struct {
+        const char* name;
+        std::string file;
+        Value expected;
+    } cases[] = {
         {"Latin-1 in an ASCII string", assemble({"\x53\xE9\x80\xFF"s}), S("\xC3\xA9\xC2\x80\xC3\xBF")},
-        {"lone surrogates", assemble({"\x64\xDC\x00\x00\x41\xD8\x3D\xD8\x00"s}), S("\xED\xB0\x80" "A\xED\xA0\xBD\xED\xA0\x80")},
-        {"duplicate key keeps the first", assemble({"\xD2\x01\x01\x02\x03"s, "\x51k"s, "\x10\x01"s, "\x10\x02"s}), D({{"k", I(1)}})},
+        {"lone surrogates", assemble({"\x64\xDC\x00\x00\x41\xD8\x3D\xD8\x00"s}),
+         S("\xED\xB0\x80"
+           "A\xED\xA0\xBD\xED\xA0\x80")},
+        {"duplicate key keeps the first", assemble({"\xD2\x01\x01\x02\x03"s, "\x51k"s, "\x10\x01"s, "\x10\x02"s}),
+         D({{"k", I(1)}})},
         {"duplicate key in a large dictionary", assemble(bigObjects), bigExpected},
         {"16-byte integer keeps the low 64 bits, unsigned", assemble({"\x14" + BE(1, 8) + BE(UINT64_MAX, 8)}),
          Value::unsignedInteger(UINT64_MAX)},
-        {"short integers are unsigned", assemble({"\xA3\x01\x02\x03"s, "\x10\xFF"s, "\x11\xFF\xFF"s, "\x12\xFF\xFF\xFF\xFF"s}),
+        {"short integers are unsigned",
+         assemble({"\xA3\x01\x02\x03"s, "\x10\xFF"s, "\x11\xFF\xFF"s, "\x12\xFF\xFF\xFF\xFF"s}),
          A({I(255), I(65535), I(4294967295)})},
         {"8-byte integers are signed", assemble({"\x13" + BE(UINT64_MAX, 8)}), I(-1)},
         {"4-byte real", assemble({"\x22\x3F\xC0\x00\x00"s}), Value::real(1.5)},
-        {"two offsets at one string", patched(assemble({"\xA2\x01\x02"s, "\x51" "a"s, "\x51" "b"s}), 17, 11, 1), A({S("a"), S("a")})},
-        {"an array in two places", assemble({"\xA2\x01\x01"s, "\xA1\x02"s, "\x51" "a"s}), A({A({S("a")}), A({S("a")})})},
-        {"two offsets at one dictionary", patched(assemble({"\xA2\x01\x02"s, "\xD1\x03\x03"s, "\xD0"s, "\x51" "k"s}), 19, 11, 1),
+        {"two offsets at one string",
+         patched(assemble({"\xA2\x01\x02"s,
+                           "\x51"
+                           "a"s,
+                           "\x51"
+                           "b"s}),
+                 17, 11, 1),
+         A({S("a"), S("a")})},
+        {"an array in two places",
+         assemble({"\xA2\x01\x01"s, "\xA1\x02"s,
+                   "\x51"
+                   "a"s}),
+         A({A({S("a")}), A({S("a")})})},
+        {"two offsets at one dictionary",
+         patched(assemble({"\xA2\x01\x02"s, "\xD1\x03\x03"s, "\xD0"s,
+                           "\x51"
+                           "k"s}),
+                 19, 11, 1),
          A({D({{"k", S("k")}}), D({{"k", S("k")}})})},
-        {"3-byte references and offsets", assemble({"\xA1\x00\x00\x01"s, "\x51" "a"s}, 3, 3), A({S("a")})},
+        {"3-byte references and offsets",
+         assemble({"\xA1\x00\x00\x01"s,
+                   "\x51"
+                   "a"s},
+                  3, 3),
+         A({S("a")})},
         {"header bplist05", "bplist05" + assemble({"\x09"s}).substr(8), Value::boolean(true)},
         {"UID of 32 bits", assemble({"\x87" + BE(UINT32_MAX, 8)}), Value::uid(UINT32_MAX)},
     };
@@ -266,7 +359,11 @@ TEST(BinaryRead, WhatAppleAcceptsReadsAsAppleReadsIt) {
     }
 
     // A string referenced twice is read once and shared; one referenced once is not kept aside.
-    const Value shared = readOk(assemble({"\xA3\x01\x01\x02"s, "\x51" "a"s, "\x51" "a"s}));
+    const Value shared = readOk(assemble({"\xA3\x01\x01\x02"s,
+                                          "\x51"
+                                          "a"s,
+                                          "\x51"
+                                          "a"s}));
     ASSERT_TRUE(shared.isArray());
     const Array& items = *shared.asArray();
     EXPECT_TRUE(items[0].isSameObject(items[1]));

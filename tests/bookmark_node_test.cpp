@@ -43,9 +43,12 @@ TEST(BookmarkNode, TitlesAreReadFromTitleFirstAndWrittenToTheUriDictionaryFirst)
 TEST(BookmarkNode, TypesCountsAndSpecialFolders) {
     Orvane engine;
     const auto ofType = [](const char* type) { return D({{"WebBookmarkType", S(type)}}); };
-    const std::pair<Value, BookmarkNodeType> types[] = {{leaf("x"), BookmarkNodeTypeLeaf}, {folder("x", {}), BookmarkNodeTypeList},
-        {ofType("WebBookmarkTypeProxy"), BookmarkNodeTypeProxy}, {ofType("webbookmarktypeleaf"), BookmarkNodeTypeNone},
-        {D({}), BookmarkNodeTypeNone}, {S("WebBookmarkTypeLeaf"), BookmarkNodeTypeNone}};
+    const std::pair<Value, BookmarkNodeType> types[] = {{leaf("x"), BookmarkNodeTypeLeaf},
+                                                        {folder("x", {}), BookmarkNodeTypeList},
+                                                        {ofType("WebBookmarkTypeProxy"), BookmarkNodeTypeProxy},
+                                                        {ofType("webbookmarktypeleaf"), BookmarkNodeTypeNone},
+                                                        {D({}), BookmarkNodeTypeNone},
+                                                        {S("WebBookmarkTypeLeaf"), BookmarkNodeTypeNone}};
     for (const auto& [node, type] : types) EXPECT_EQ(engine.typeFromBookmarkNode(node), type) << toXml(node);
 
     Value proxy = D({{"WebBookmarkType", S("WebBookmarkTypeProxy")}, {"Title", S("History")}});
@@ -60,13 +63,19 @@ TEST(BookmarkNode, TypesCountsAndSpecialFolders) {
 
 TEST(BookmarkNode, RootAndVersionChecks) {
     Orvane engine;
-    const std::pair<Value, bool> roots[] = {{folder("", {}), true}, {leaf("x"), false}, {D({}), false}, {A({folder("", {})}), false}};
+    const std::pair<Value, bool> roots[] = {
+        {folder("", {}), true}, {leaf("x"), false}, {D({}), false}, {A({folder("", {})}), false}};
     for (const auto& [node, isRoot] : roots)
         EXPECT_EQ(engine.verifyThatDictionaryIsBookmarksFileRootNode(node), isRoot) << toXml(node);
 
     auto versioned = [](Value v) { return D({{"WebBookmarkFileVersion", std::move(v)}}); };
-    const std::pair<Value, bool> versions[] = {{versioned(I(1)), true}, {versioned(I(2)), false}, {versioned(I(-5)), true}, {D({}), true},
-        {versioned(S(" 3 apples")), false}, {versioned(S("one")), true}, {versioned(Value::real(1.9)), true}};
+    const std::pair<Value, bool> versions[] = {{versioned(I(1)), true},
+                                               {versioned(I(2)), false},
+                                               {versioned(I(-5)), true},
+                                               {D({}), true},
+                                               {versioned(S(" 3 apples")), false},
+                                               {versioned(S("one")), true},
+                                               {versioned(Value::real(1.9)), true}};
     for (const auto& [node, correct] : versions)
         EXPECT_EQ(engine.verifyThatDictionaryHasCorrectVersionWithRootNode(node), correct) << toXml(node);
 }

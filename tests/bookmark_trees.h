@@ -20,7 +20,9 @@ inline plist::Value withUUID(plist::Value node) {
 }
 
 inline plist::Value bookmark(std::string_view title, std::string_view url) {
-    return withUUID(D({{"WebBookmarkType", S("WebBookmarkTypeLeaf")}, {"URLString", S(url)}, {"URIDictionary", D({{"title", S(title)}})}}));
+    return withUUID(D({{"WebBookmarkType", S("WebBookmarkTypeLeaf")},
+                       {"URLString", S(url)},
+                       {"URIDictionary", D({{"title", S(title)}})}}));
 }
 
 inline plist::Value folder(std::string_view title, std::initializer_list<plist::Value> children) {
@@ -42,7 +44,9 @@ inline plist::Value bookmarksRoot(std::initializer_list<plist::Value> children) 
     return root;
 }
 
-inline const plist::Array& childrenOf(const plist::Value& node) { return *node.asDictionary()->find(keys::Children)->asArray(); }
+inline const plist::Array& childrenOf(const plist::Value& node) {
+    return *node.asDictionary()->find(keys::Children)->asArray();
+}
 
 using Titles = std::vector<std::string>;
 

@@ -23,13 +23,13 @@ constexpr const char* kBookmarks = R"(<?xml version="1.0" encoding="UTF-8"?>
 </plist>
 )";
 
-test::RunResult cli(std::vector<std::string> args, std::string_view input = {}, const std::vector<std::string>& env = {}) {
+test::RunResult cli(std::vector<std::string> args, std::string_view input = {},
+                    const std::vector<std::string>& env = {}) {
     args.insert(args.begin(), test::cliPath());
     return test::run(args, input, env);
 }
 
 plist::Value parse(const std::string& bytes) { return plist::readPropertyList(test::bytesOf(bytes)).value; }
-
 
 void expectIn(const std::string& out, const std::vector<std::string>& parts) {
     for (const std::string& part : parts) EXPECT_NE(out.find(part), std::string::npos) << part << " not in:\n" << out;
@@ -42,13 +42,16 @@ const plist::Value& messyRoot() {
     using namespace test;
     static const plist::Value root = bookmarksRoot({
         proxy("History"),
-        folder("BookmarksBar", {bookmark("Zebra", "https://zebra.example/"), bookmark("Apple", "https://apple.example/")}),
-        folder("BookmarksMenu", {bookmark("Weather", "https://weather.example/"), bookmark("Broken", ""),
-                                 folder("Zoo", {bookmark("Lion", "https://lion.example/"), bookmark("Tiger", "https://tiger.example/")}),
-                                 bookmark("Weather", "https://weather.example/week"), bookmark("Lion again", "https://lion.example/"),
-                                 folder("Empty", {}), withUUID(D({{"WebBookmarkType", S("WebBookmarkTypeLeaf")},
-                                                                  {"URLString", S("https://untitled.example/")},
-                                                                  {"URIDictionary", plist::Value::dictionary()}}))}),
+        folder("BookmarksBar",
+               {bookmark("Zebra", "https://zebra.example/"), bookmark("Apple", "https://apple.example/")}),
+        folder("BookmarksMenu",
+               {bookmark("Weather", "https://weather.example/"), bookmark("Broken", ""),
+                folder("Zoo", {bookmark("Lion", "https://lion.example/"), bookmark("Tiger", "https://tiger.example/")}),
+                bookmark("Weather", "https://weather.example/week"), bookmark("Lion again", "https://lion.example/"),
+                folder("Empty", {}),
+                withUUID(D({{"WebBookmarkType", S("WebBookmarkTypeLeaf")},
+                            {"URLString", S("https://untitled.example/")},
+                            {"URIDictionary", plist::Value::dictionary()}}))}),
     });
     return root;
 }
@@ -59,7 +62,8 @@ const plist::Value& messyRoot() {
 struct Sandbox {
     explicit Sandbox(bool xdgDataHome = true)
         : env{"HOME=" + (dir / "home").string(), "XDG_DATA_HOME=" + (xdgDataHome ? (dir / "data").string() : "")},
-          initialBackup((xdgDataHome ? dir / "data" : dir / "home" / ".local" / "share") / "Orvane" / "Bookmarks (Initial Copy).plist") {
+          initialBackup((xdgDataHome ? dir / "data" : dir / "home" / ".local" / "share") / "Orvane" /
+                        "Bookmarks (Initial Copy).plist") {
         test::writeFile(file, original);
     }
     test::RunResult cli(std::vector<std::string> args) const { return ::cli(std::move(args), {}, env); }
@@ -128,7 +132,11 @@ TEST(Cli, FailuresExitWithTheirCodeAndOneLineNamingTheFile) {
     test::writeFile(array, "(a, b)");
     test::writeFile(good, kBookmarks);
 
-    struct Case { std::vector<std::string> args; int exitCode; std::string mention; } cases[] = {
+    struct Case {
+        std::vector<std::string> args;
+        int exitCode;
+        std::string mention;
+    } cases[] = {
         {{}, 64, "usage"},
         {{"frobnicate"}, 64, "frobnicate"},
         {{"convert"}, 64, "FILE"},
@@ -150,7 +158,9 @@ TEST(Cli, FailuresExitWithTheirCodeAndOneLineNamingTheFile) {
         const auto r = cli(c.args);
         EXPECT_EQ(r.exitCode, c.exitCode) << r.err;
         EXPECT_NE(r.err.find(c.mention), std::string::npos) << r.err;
-        if (c.exitCode != 64) { EXPECT_EQ(r.err.find('\n'), r.err.size() - 1) << "not one line: " << r.err; }
+        if (c.exitCode != 64) {
+            EXPECT_EQ(r.err.find('\n'), r.err.size() - 1) << "not one line: " << r.err;
+        }
     }
     EXPECT_FALSE(fs::exists(dir / "no"));
 
@@ -180,7 +190,8 @@ TEST(CliSort, SortsOnceKeepsTheFirstBackupAndLeavesASortedFileAlone) {
 
     // Every option the other way round; the backup still holds the file as the first sort found it.
     test::writeFile(box.file, test::toBinary(messyRoot()));
-    r = box.cli({"sort", "--sort-bookmarks-bar", "--no-folders-at-top", "--no-remove-duplicates", "--no-rename-samenamed", box.file.string()});
+    r = box.cli({"sort", "--sort-bookmarks-bar", "--no-folders-at-top", "--no-remove-duplicates",
+                 "--no-rename-samenamed", box.file.string()});
     ASSERT_EQ(r.exitCode, 0) << r.err;
     EXPECT_EQ(barAndMenu(box.file),
               Titles({"Apple", "Zebra"}, {"https://untitled.example/", "Lion again", "Weather", "Weather", "Zoo"}));
@@ -201,14 +212,17 @@ TEST(CliSort, DryRunWritesNothingAndReportsWhatASortWouldDo) {
     ASSERT_EQ(r.exitCode, 0) << r.err;
     EXPECT_EQ(test::readText(box.file), box.original);
     EXPECT_FALSE(fs::exists(box.initialBackup));
-    expectIn(r.out, {"broken bookmarks removed: 1\n", "duplicates removed: 1\n", "empty folders removed: 1\n", "folders reordered: 1\n",
-                     "entries renamed: 2\n", "(untitled) \u2192 \u201Chttps://untitled.example/\u201D\n",
+    expectIn(r.out, {"broken bookmarks removed: 1\n", "duplicates removed: 1\n", "empty folders removed: 1\n",
+                     "folders reordered: 1\n", "entries renamed: 2\n",
+                     "(untitled) \u2192 \u201Chttps://untitled.example/\u201D\n",
                      "\u201CWeather\u201D \u2192 \u201CWeather 2\u201D\n",
                      "file written: yes, after copying it to the initial backup \u201C" + box.initialBackup.string()});
 
-    r = box.cli({"sort", "-n", "--no-remove-duplicates", "--no-rename-samenamed", "--sort-bookmarks-bar", "--no-backup", box.file.string()});
+    r = box.cli({"sort", "-n", "--no-remove-duplicates", "--no-rename-samenamed", "--sort-bookmarks-bar", "--no-backup",
+                 box.file.string()});
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    expectIn(r.out, {"duplicates removed: 0\n", "folders reordered: 2\n", "entries renamed: 1\n", "file written: yes, without a backup\n"});
+    expectIn(r.out, {"duplicates removed: 0\n", "folders reordered: 2\n", "entries renamed: 1\n",
+                     "file written: yes, without a backup\n"});
 
     ASSERT_EQ(box.cli({"sort", box.file.string()}).exitCode, 0);
     r = box.cli({"sort", "--dry-run", box.file.string()});
@@ -219,19 +233,40 @@ TEST(CliSort, DryRunWritesNothingAndReportsWhatASortWouldDo) {
 TEST(CliSort, FailuresExitWithTheJobsCodeAndLeaveTheFileAsItWas) {
     Sandbox box;
     using namespace test;
-    const std::string noMenu = toXml(bookmarksRoot({folder("BookmarksBar", {bookmark("b", "https://b.example/"), bookmark("a", "https://a.example/")})}));
-    const std::string newer = toXml(D({{"WebBookmarkType", S("WebBookmarkTypeList")}, {"WebBookmarkFileVersion", I(2)}, {"Children", A({})}}));
-    struct Case { std::string name, contents; std::vector<std::string> options; int exitCode; std::string mention; } cases[] = {
-        {"missing.plist", "", {}, 1, "The bookmarks file \u201C" + (box / "missing.plist").string() + "\u201D could not be located."},
+    const std::string noMenu = toXml(bookmarksRoot(
+        {folder("BookmarksBar", {bookmark("b", "https://b.example/"), bookmark("a", "https://a.example/")})}));
+    const std::string newer = toXml(
+        D({{"WebBookmarkType", S("WebBookmarkTypeList")}, {"WebBookmarkFileVersion", I(2)}, {"Children", A({})}}));
+    struct Case {
+        std::string name, contents;
+        std::vector<std::string> options;
+        int exitCode;
+        std::string mention;
+    } cases[] = {
+        {"missing.plist",
+         "",
+         {},
+         1,
+         "The bookmarks file \u201C" + (box / "missing.plist").string() + "\u201D could not be located."},
         {"missing.plist", "", {"--dry-run"}, 1, "missing.plist\u201D could not be located."},
         {"array.plist", "(a, b)", {}, 3, "array.plist\u201D is not a bookmarks file."},
         {"newer.plist", newer, {"-n"}, 4, "newer.plist\u201D is a bookmarks file, but the version is too advanced."},
-        {"garbage.plist", "<plist><dict><key>a</key></dict></plist>", {}, 5,
-         "could not be read. Please verify that you have read and write access to the file.\norvane-cli: " + (box / "garbage.plist").string() +
-             ": not a valid XML property list: line 1"},
-        {"nomenu.plist", noMenu, {}, 70, "orvane-cli: The bookmarks file has no Bookmarks Bar or Bookmarks Menu; it was left unchanged.\n"},
+        {"garbage.plist",
+         "<plist><dict><key>a</key></dict></plist>",
+         {},
+         5,
+         "could not be read. Please verify that you have read and write access to the file.\norvane-cli: " +
+             (box / "garbage.plist").string() + ": not a valid XML property list: line 1"},
+        {"nomenu.plist",
+         noMenu,
+         {},
+         70,
+         "orvane-cli: The bookmarks file has no Bookmarks Bar or Bookmarks Menu; it was left unchanged.\n"},
         {"nomenu.plist", noMenu, {"--dry-run"}, 70, "has no Bookmarks Bar or Bookmarks Menu"},
-        {"backup.plist", box.original, {"--backup", (box / "backup.plist" / "under-a-file.plist").string()}, 7,
+        {"backup.plist",
+         box.original,
+         {"--backup", (box / "backup.plist" / "under-a-file.plist").string()},
+         7,
          "A backup for the bookmarks file \u201C" + (box / "backup.plist").string() + "\u201D could not be created."},
     };
     for (const Case& c : cases) {
@@ -245,7 +280,9 @@ TEST(CliSort, FailuresExitWithTheJobsCodeAndLeaveTheFileAsItWas) {
         EXPECT_EQ(r.exitCode, c.exitCode) << r.err;
         EXPECT_EQ(r.out, "");
         EXPECT_NE(r.err.find(c.mention), std::string::npos) << r.err;
-        if (c.exitCode != 1) { EXPECT_EQ(test::readText(file), c.contents); }
+        if (c.exitCode != 1) {
+            EXPECT_EQ(test::readText(file), c.contents);
+        }
         EXPECT_FALSE(fs::exists(box.initialBackup));
     }
 
@@ -253,8 +290,10 @@ TEST(CliSort, FailuresExitWithTheJobsCodeAndLeaveTheFileAsItWas) {
     fs::create_directories(box / "lock");
     const auto r = box.cli({"sort", box.file.string()});
     EXPECT_EQ(r.exitCode, 8);
-    EXPECT_EQ(r.err, "orvane-cli: Safari is currently using the bookmarks file, please wait a while before sorting.\n"
-                     "orvane-cli: Safari's \u201Clock\u201D item is at \u201C" + (box / "lock").string() + "\u201D\n");
+    EXPECT_EQ(r.err,
+              "orvane-cli: Safari is currently using the bookmarks file, please wait a while before sorting.\n"
+              "orvane-cli: Safari's \u201Clock\u201D item is at \u201C" +
+                  (box / "lock").string() + "\u201D\n");
     EXPECT_EQ(test::readText(box.file), box.original);
 }
 
@@ -283,16 +322,27 @@ TEST(CliRestore, PutsTheBackupBackAndConsumesIt) {
     EXPECT_TRUE(fs::exists(box / "other.plist"));
 
     // A backup that is not a bookmarks file of a known version never replaces the bookmarks.
-    const struct { std::string contents; int exitCode; std::string says; } backups[] = {
+    const struct {
+        std::string contents;
+        int exitCode;
+        std::string says;
+    } backups[] = {
         {"backup", 3, "is not a bookmarks file (its root is not a folder); nothing was restored\n"},
-        {test::toXml(test::D({{"WebBookmarkType", test::S("WebBookmarkTypeList")}, {"WebBookmarkFileVersion", test::I(2)}})), 4, "is a bookmarks file of a newer version"},
-        {"bplist00", 5, "could not be read; nothing was restored\norvane-cli: " + (box / "other.plist").string() + ": not a valid binary"},
+        {test::toXml(
+             test::D({{"WebBookmarkType", test::S("WebBookmarkTypeList")}, {"WebBookmarkFileVersion", test::I(2)}})),
+         4, "is a bookmarks file of a newer version"},
+        {"bplist00", 5,
+         "could not be read; nothing was restored\norvane-cli: " + (box / "other.plist").string() +
+             ": not a valid binary"},
     };
     for (const auto& b : backups) {
         test::writeFile(box / "other.plist", b.contents);
         r = box.cli({"restore", "--backup", (box / "other.plist").string(), box.file.string()});
         EXPECT_EQ(r.exitCode, b.exitCode);
-        EXPECT_NE(r.err.find("orvane-cli: restore: the backup \u201C" + (box / "other.plist").string() + "\u201D " + b.says), std::string::npos) << r.err;
+        EXPECT_NE(
+            r.err.find("orvane-cli: restore: the backup \u201C" + (box / "other.plist").string() + "\u201D " + b.says),
+            std::string::npos)
+            << r.err;
         EXPECT_EQ(test::readText(box.file), box.original);
         EXPECT_EQ(test::readText(box / "other.plist"), b.contents);
     }
@@ -348,27 +398,36 @@ print(leaves(plistlib.load(open(sys.argv[1], "rb"))))
 TEST(CliFaults, NoFailureIsSilentAndNothingWaitsForever) {
     Sandbox box;
     const std::string file = box.file.string(), fifo = (box / "fifo.plist").string();
-    for (const std::vector<std::string>& args : {std::vector<std::string>{"print", file}, {"sort", "--dry-run", file},
-                                                  {"convert", "--format", "xml", file}, {"sort", "--help"}}) {
+    for (const std::vector<std::string>& args : {std::vector<std::string>{"print", file},
+                                                 {"sort", "--dry-run", file},
+                                                 {"convert", "--format", "xml", file},
+                                                 {"sort", "--help"}}) {
         SCOPED_TRACE(args[0] + " " + args[1]);
         const auto r = box.cliThrough({"/bin/sh", "-c", "exec \"$0\" \"$@\" >/dev/full"}, args);
         EXPECT_EQ(r.exitCode, 6);
-        EXPECT_NE(r.err.find("orvane-cli: cannot write standard output: No space left on device\n"), std::string::npos) << r.err;
+        EXPECT_NE(r.err.find("orvane-cli: cannot write standard output: No space left on device\n"), std::string::npos)
+            << r.err;
     }
 
     // Opening a FIFO waits for a writer: it is refused unopened, as input and as output alike.
     ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-    for (const std::vector<std::string>& args :
-         {std::vector<std::string>{"print", fifo}, {"sort", fifo}, {"sort", "-n", fifo}, {"convert", fifo}, {"convert", "-o", fifo, file}}) {
+    for (const std::vector<std::string>& args : {std::vector<std::string>{"print", fifo},
+                                                 {"sort", fifo},
+                                                 {"sort", "-n", fifo},
+                                                 {"convert", fifo},
+                                                 {"convert", "-o", fifo, file}}) {
         SCOPED_TRACE(args[0] + " " + args[1]);
         const auto r = box.cliThrough({"/usr/bin/timeout", "60"}, args);  // a generous deadline, not a measure
         const bool output = args[1] == "-o";
         EXPECT_EQ(r.exitCode, output ? 6 : 5);
-        EXPECT_NE(r.err.find((output ? "cannot replace " : "cannot read ") + fifo + ": it is a FIFO (named pipe), not a regular file\n"),
-                  std::string::npos) << r.err;
+        EXPECT_NE(r.err.find((output ? "cannot replace " : "cannot read ") + fifo +
+                             ": it is a FIFO (named pipe), not a regular file\n"),
+                  std::string::npos)
+            << r.err;
     }
 
-    for (const std::string command : {"print", "convert"}) EXPECT_EQ(box.cli({command, "--", file}).exitCode, 0) << command;
+    for (const std::string command : {"print", "convert"})
+        EXPECT_EQ(box.cli({command, "--", file}).exitCode, 0) << command;
 
     fs::create_directory(box / "folder");
     auto r = box.cli({"sort", "--backup", (box / "folder").string(), file});
@@ -380,8 +439,10 @@ TEST(CliFaults, NoFailureIsSilentAndNothingWaitsForever) {
     fs::create_directory(box / "lock");
     r = box.cli({"sort", "--dry-run", file});
     EXPECT_EQ(r.exitCode, 0);
-    expectIn(r.out, {"file written: not now: Safari's \u201Clock\u201D item exists at \u201C" + (box / "lock").string() +
-                     "\u201D, so a sort would wait for it up to about 3 seconds and stop with status 8 if it stays; once it is gone: yes"});
+    expectIn(
+        r.out,
+        {"file written: not now: Safari's \u201Clock\u201D item exists at \u201C" + (box / "lock").string() +
+         "\u201D, so a sort would wait for it up to about 3 seconds and stop with status 8 if it stays; once it is gone: yes"});
 }
 
 // A file the user may not write is refused with the system's reason, by sort, its dry run and
@@ -398,9 +459,11 @@ TEST(CliFaults, FilesTheUserMayNotChangeAreRefusedWithTheReason) {
     auto r = cli({"sort", box.file.string()});
     EXPECT_EQ(r.exitCode, 6);
     EXPECT_EQ(r.err, "orvane-cli: The bookmarks file \u201C" + box.file.string() +
-                         "\u201D could not be saved. Please verify that you have read and write access to the file.\n" + reason);
+                         "\u201D could not be saved. Please verify that you have read and write access to the file.\n" +
+                         reason);
     r = cli({"sort", "--dry-run", box.file.string()});
-    expectIn(r.out, {"file written: no: cannot replace " + box.file.string() + ": Permission denied (a sort would stop with status 6)"});
+    expectIn(r.out, {"file written: no: cannot replace " + box.file.string() +
+                     ": Permission denied (a sort would stop with status 6)"});
     r = cli({"restore", box.file.string()});  // the failed sort left its backup
     EXPECT_EQ(r.exitCode, 6);
     EXPECT_NE(r.err.find(reason), std::string::npos) << r.err;
@@ -419,14 +482,17 @@ shared = {"WebBookmarkType": "WebBookmarkTypeList", "Title": "Shared", "Children
 bar = {"WebBookmarkType": "WebBookmarkTypeList", "Title": "BookmarksBar", "Children": [shared]}
 menu = {"WebBookmarkType": "WebBookmarkTypeList", "Title": "BookmarksMenu", "Children": [shared]}
 plistlib.dump({"WebBookmarkType": "WebBookmarkTypeList", "Children": [bar, menu]}, open(sys.argv[1], "wb"), fmt=plistlib.FMT_BINARY)
-)", box.file.string()});
+)",
+                               box.file.string()});
     ASSERT_EQ(py.exitCode, 0) << py.err;
 
     auto r = box.cli({"print", box.file.string()});
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    expectIn(r.out, {"Bookmarks Bar/\n  Shared/\n    b  <https://b.example/>\n", "Bookmarks Menu/\n  Shared/\n    b  <https://b.example/>\n"});
+    expectIn(r.out, {"Bookmarks Bar/\n  Shared/\n    b  <https://b.example/>\n",
+                     "Bookmarks Menu/\n  Shared/\n    b  <https://b.example/>\n"});
     r = box.cli({"sort", "--no-backup", box.file.string()});
     ASSERT_EQ(r.exitCode, 0) << r.err;
     r = box.cli({"print", box.file.string()});
-    expectIn(r.out, {"Bookmarks Bar/\n  Shared/\n    a  <https://a.example/>\n    b", "Bookmarks Menu/\n  Shared/\n    a  <https://a.example/>\n    b"});
+    expectIn(r.out, {"Bookmarks Bar/\n  Shared/\n    a  <https://a.example/>\n    b",
+                     "Bookmarks Menu/\n  Shared/\n    a  <https://a.example/>\n    b"});
 }

@@ -25,7 +25,6 @@ struct CapturedLog {
     ScopedLogSink scope{[this](std::string_view line) { lines.emplace_back(line); }};
 };
 
-
 std::size_t entriesIn(const fs::path& folder) {
     return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder), fs::directory_iterator()));
 }
@@ -61,8 +60,8 @@ TEST(BookmarksDocument, ParseFailuresAreLoggedAndReportedAsMinus19) {
     EXPECT_EQ(error.code, -19);
     EXPECT_NE(error.localizedDescription.find("empty"), std::string::npos);
     ASSERT_EQ(log.lines.size(), 1u);
-    EXPECT_EQ(log.lines[0], "-[BookmarksDocument readFromData:ofType:error:] Error reading plist: " + error.localizedDescription +
-                                ", format: 0");
+    EXPECT_EQ(log.lines[0], "-[BookmarksDocument readFromData:ofType:error:] Error reading plist: " +
+                                error.localizedDescription + ", format: 0");
     EXPECT_TRUE(document.bookmarksDictionary().isNull());
 
     // A broken binary file names its format in the log line.
@@ -107,7 +106,12 @@ TEST(AtomicWrite, KeepsPermissionsFollowsLinksAndNeverLeavesHalfAFile) {
     ASSERT_EQ(::chmod(real.c_str(), 0640), 0);
     fs::create_symlink("real.plist", link);
 
-    auto produce = [](std::string text) { return [text](plist::Sink& sink) { sink.write(text); return std::string(); }; };
+    auto produce = [](std::string text) {
+        return [text](plist::Sink& sink) {
+            sink.write(text);
+            return std::string();
+        };
+    };
     ASSERT_TRUE(writeFileAtomically(link, produce("new contents")).ok());
     EXPECT_TRUE(fs::is_symlink(link));
     EXPECT_EQ(test::readText(real), "new contents");
@@ -115,8 +119,10 @@ TEST(AtomicWrite, KeepsPermissionsFollowsLinksAndNeverLeavesHalfAFile) {
     EXPECT_EQ(entriesIn(dir.path()), 2u);
 
     // A producer that fails midway: the old file stays whole and no temporary file remains.
-    const IoError failed =
-        writeFileAtomically(link, [](plist::Sink& sink) { sink.write(std::string_view("partial")); return std::string("gave up"); });
+    const IoError failed = writeFileAtomically(link, [](plist::Sink& sink) {
+        sink.write(std::string_view("partial"));
+        return std::string("gave up");
+    });
     EXPECT_FALSE(failed.ok());
     EXPECT_EQ(failed.message, "gave up");
     EXPECT_EQ(test::readText(real), "new contents");

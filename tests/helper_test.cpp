@@ -18,9 +18,13 @@ using namespace orvane::test;
 namespace {
 
 // A bus connection that is not connected: the helper must get by without Orvane's service.
-QDBusConnection noBus() { return QDBusConnection::connectToBus(QStringLiteral("unix:path=/nonexistent/bus"), QStringLiteral("none")); }
+QDBusConnection noBus() {
+    return QDBusConnection::connectToBus(QStringLiteral("unix:path=/nonexistent/bus"), QStringLiteral("none"));
+}
 
-QDBusError namedError(const char* name) { return QDBusError(QDBusMessage::createError(QString::fromLatin1(name), QString())); }
+QDBusError namedError(const char* name) {
+    return QDBusError(QDBusMessage::createError(QString::fromLatin1(name), QString()));
+}
 
 }  // namespace
 
@@ -56,10 +60,11 @@ void HelperTest::backsOffWhenTheFileComesRightBack() {
 }
 
 void HelperTest::unreachableMeansNobodyCanAnswer() {
-    const QList<std::pair<QDBusError::ErrorType, bool>> types = {{QDBusError::ServiceUnknown, true}, {QDBusError::Disconnected, true},
-                                                                 {QDBusError::NoReply, false}, {QDBusError::Timeout, false},
-                                                                 {QDBusError::UnknownMethod, false}, {QDBusError::AccessDenied, false}};
-    for (const auto& [type, unreachable] : types) QCOMPARE(isServiceUnreachable(QDBusError(type, QString())), unreachable);
+    const QList<std::pair<QDBusError::ErrorType, bool>> types = {
+        {QDBusError::ServiceUnknown, true}, {QDBusError::Disconnected, true},   {QDBusError::NoReply, false},
+        {QDBusError::Timeout, false},       {QDBusError::UnknownMethod, false}, {QDBusError::AccessDenied, false}};
+    for (const auto& [type, unreachable] : types)
+        QCOMPARE(isServiceUnreachable(QDBusError(type, QString())), unreachable);
     QVERIFY(isServiceUnreachable(namedError("org.freedesktop.DBus.Error.NameHasNoOwner")));
     QVERIFY(isServiceUnreachable(namedError("org.freedesktop.DBus.Error.Spawn.ChildExited")));
     QVERIFY(!isServiceUnreachable(namedError("com.marrowfen.Orvane.Error.Busy")));

@@ -29,8 +29,11 @@ struct Generator {
         case 0: return Value::boolean(below(2) == 1);
         case 1: return integer();
         case 2: return real();
-        case 3: return Value::date(static_cast<double>(static_cast<std::int64_t>(below(150ull * 365 * 86400)) - 50ll * 365 * 86400));
-        case 4: case 5: return Value::string(text());
+        case 3:
+            return Value::date(
+                static_cast<double>(static_cast<std::int64_t>(below(150ull * 365 * 86400)) - 50ll * 365 * 86400));
+        case 4:
+        case 5: return Value::string(text());
         case 6: {
             std::vector<std::uint8_t> bytes(below(4) == 0 ? 0 : below(120));
             for (auto& b : bytes) b = static_cast<std::uint8_t>(rng());
@@ -50,7 +53,8 @@ struct Generator {
     std::uint64_t below(std::uint64_t n) { return rng() % n; }
 
     Value integer() {
-        static const std::int64_t edges[] = {0, 1, 14, 15, 255, 256, 65535, 65536, 4294967295, 4294967296, INT64_MAX, INT64_MIN, -1, -256};
+        static const std::int64_t edges[] = {0,     1,          14,         15,        255,       256, 65535,
+                                             65536, 4294967295, 4294967296, INT64_MAX, INT64_MIN, -1,  -256};
         switch (below(5)) {
         case 0: return Value::integer(edges[below(std::size(edges))]);
         case 1: return Value::integer(static_cast<std::int64_t>(below(100000)) - 50000);
@@ -68,12 +72,33 @@ struct Generator {
     }
 
     std::string text() {
-        static const char* const pieces[] = {"a", "Z", "0", " ", "Title", "<", ">", "&", "\"", "'", "\t", "\n", "/", "\\",
-                                             "\xC3\xA9", "\xC3\x9F", "\xE5\xB1\xA5\xE6\xAD\xB4", "\xC2\xA0", "\xE2\x80\xA8",
-                                             "\xF0\x9F\x98\x80", "\xF0\x9D\x84\x9E", "\xEF\xBF\xBD", "\xD8\xB3"};
+        static const char* const pieces[] = {"a",
+                                             "Z",
+                                             "0",
+                                             " ",
+                                             "Title",
+                                             "<",
+                                             ">",
+                                             "&",
+                                             "\"",
+                                             "'",
+                                             "\t",
+                                             "\n",
+                                             "/",
+                                             "\\",
+                                             "\xC3\xA9",
+                                             "\xC3\x9F",
+                                             "\xE5\xB1\xA5\xE6\xAD\xB4",
+                                             "\xC2\xA0",
+                                             "\xE2\x80\xA8",
+                                             "\xF0\x9F\x98\x80",
+                                             "\xF0\x9D\x84\x9E",
+                                             "\xEF\xBF\xBD",
+                                             "\xD8\xB3"};
         const bool asciiOnly = below(2) == 0;
         std::string s;
-        for (std::uint64_t n = below(4) == 0 ? 0 : below(below(3) == 0 ? 40 : 12); n > 0; --n) s += pieces[below(asciiOnly ? 14 : std::size(pieces))];
+        for (std::uint64_t n = below(4) == 0 ? 0 : below(below(3) == 0 ? 40 : 12); n > 0; --n)
+            s += pieces[below(asciiOnly ? 14 : std::size(pieces))];
         return s;
     }
 };
@@ -99,7 +124,8 @@ TEST(Plistlib, RandomValuesAgreeBothWays) {
     constexpr int kValues = 300;
     Generator gen{std::mt19937_64(0x0A17A5E)};
     std::vector<Value> values;
-    for (int i = 0; i < kValues; ++i) values.push_back(i % 10 == 0 ? gen.any(3) : gen.container(i % 2 == 0, 0));  // a few scalar roots too
+    for (int i = 0; i < kValues; ++i)
+        values.push_back(i % 10 == 0 ? gen.any(3) : gen.container(i % 2 == 0, 0));  // a few scalar roots too
     for (int kind = 0; kind < 9; ++kind) EXPECT_GT(gen.kinds[kind], 20) << "the generator hardly makes kind " << kind;
 
     test::TempDir dir;
@@ -109,7 +135,8 @@ TEST(Plistlib, RandomValuesAgreeBothWays) {
         test::writeFile(path(i, ".xml"), test::toXml(values[i]));
     }
     test::writeFile(dir / "check.py", kScript);
-    test::RunResult py = test::run({test::python3(), (dir / "check.py").string(), dir.path().string(), std::to_string(kValues)});
+    test::RunResult py =
+        test::run({test::python3(), (dir / "check.py").string(), dir.path().string(), std::to_string(kValues)});
     ASSERT_EQ(py.exitCode, 0) << py.err;
     EXPECT_EQ(py.out, "") << "plistlib lays out a tree differently from our binary writer";
     for (int i = 0; i < kValues; ++i) {

@@ -2,12 +2,12 @@
 // that are gone, and someone else's file replaced.
 #include <gtest/gtest.h>
 
-#include <csignal>
-#include <cstring>
-#include <set>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <csignal>
+#include <cstring>
+#include <set>
 
 #include "atomic_file.h"
 #include "bookmark_trees.h"
@@ -67,15 +67,20 @@ TEST(InterruptedWrite, AWriterKilledOrStoppedHalfwayLeavesTheOldFileAndNothingEl
     // A generated file of some 700 KB, so that the writer is stopped long before its end.
     const plist::Value tree = bookmarksRoot({});
     for (int i = 0; i < 5000; ++i)
-        tree.asDictionary()->find("Children")->asArray()->append(bookmark("Bookmark " + std::to_string(i), "https://" + std::to_string(i) + ".example/"));
+        tree.asDictionary()
+            ->find("Children")
+            ->asArray()
+            ->append(bookmark("Bookmark " + std::to_string(i), "https://" + std::to_string(i) + ".example/"));
 
     for (int signal : {SIGKILL, SIGTERM, SIGINT, SIGHUP}) {
         SCOPED_TRACE(strsignal(signal));
         auto write = [&](int ready) {
-            return writeFileAtomically(target, [&](plist::Sink& sink) {
-                StallingSink stalling(sink, ready);
-                return plist::writeBinary(tree, stalling);
-            }).ok();
+            return writeFileAtomically(target,
+                                       [&](plist::Sink& sink) {
+                                           StallingSink stalling(sink, ready);
+                                           return plist::writeBinary(tree, stalling);
+                                       })
+                .ok();
         };
         EXPECT_EQ(runAndSignal(write, signal), signal);
         EXPECT_EQ(readText(target), "old contents");
@@ -116,7 +121,10 @@ TEST(InterruptedWrite, TheNextWriteRemovesLeftoversWhoseWriterIsGone) {
     writeFile(dir / (prefix + "12345"), "left by an earlier version");
     fs::last_write_time(dir / (prefix + "12345"), fs::file_time_type::clock::now() - std::chrono::hours(2));
 
-    ASSERT_TRUE(writeFileAtomically(dir / "Bookmarks.plist", [](plist::Sink& sink) { sink.write(std::string_view("new")); return std::string(); }).ok());
+    ASSERT_TRUE(writeFileAtomically(dir / "Bookmarks.plist", [](plist::Sink& sink) {
+                    sink.write(std::string_view("new"));
+                    return std::string();
+                }).ok());
     EXPECT_EQ(namesIn(dir.path()), kept);
 }
 
@@ -129,7 +137,10 @@ TEST(InterruptedWrite, AReplacedFileKeepsItsOwnerAndGroup) {
     writeFile(file, "old");
     ASSERT_EQ(::chown(file.c_str(), 65534, 65534), 0);
     ASSERT_EQ(::chmod(file.c_str(), 0640), 0);
-    ASSERT_TRUE(writeFileAtomically(file, [](plist::Sink& sink) { sink.write(std::string_view("new")); return std::string(); }).ok());
+    ASSERT_TRUE(writeFileAtomically(file, [](plist::Sink& sink) {
+                    sink.write(std::string_view("new"));
+                    return std::string();
+                }).ok());
     struct stat st;
     ASSERT_EQ(::stat(file.c_str(), &st), 0);
     EXPECT_EQ(std::make_tuple(st.st_uid, st.st_gid, st.st_mode & 07777), std::make_tuple(65534u, 65534u, 0640u));

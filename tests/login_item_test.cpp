@@ -28,7 +28,8 @@ class LoginItemTest : public QObject {
     static QStringList listing(const fs::path& folder) {
         QStringList files;
         if (fs::exists(folder))
-            for (const auto& entry : fs::directory_iterator(folder)) files << QString::fromStdString(entry.path().filename().string() + ": " + test::readText(entry.path()));
+            for (const auto& entry : fs::directory_iterator(folder))
+                files << QString::fromStdString(entry.path().filename().string() + ": " + test::readText(entry.path()));
         files.sort();
         return files;
     }
@@ -36,14 +37,16 @@ class LoginItemTest : public QObject {
     // The X-Orvane-Hidden values of the list, in its order.
     QStringList hiddenFlags() const {
         QStringList flags;
-        for (const QString& file : listing(autostart())) flags << QRegularExpression("\nX-Orvane-Hidden=(\\w+)\n").match(file).captured(1);
+        for (const QString& file : listing(autostart()))
+            flags << QRegularExpression("\nX-Orvane-Hidden=(\\w+)\n").match(file).captured(1);
         return flags;
     }
 
 private slots:
     void init() {
         dir_.emplace();
-        for (const char* name : {"XDG_CONFIG_HOME", "HOME"}) savedEnvironment_[name] = qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name)) : std::nullopt;
+        for (const char* name : {"XDG_CONFIG_HOME", "HOME"})
+            savedEnvironment_[name] = qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name)) : std::nullopt;
         qputenv("XDG_CONFIG_HOME", QByteArray::fromStdString((*dir_ / "config").string()));
     }
 
@@ -76,7 +79,8 @@ private slots:
         const std::string extraPath = extra.toStdString();
         QVERIFY(LoginItem::addLoginItemWithPath(gone, false));
         fs::remove(gone.toStdString());
-        test::writeFile(autostart() / "a.desktop", "[Desktop Entry]\nType=Application\nName=x\nExec=" + extraPath + "\nHidden=true\n");
+        test::writeFile(autostart() / "a.desktop",
+                        "[Desktop Entry]\nType=Application\nName=x\nExec=" + extraPath + "\nHidden=true\n");
         test::writeFile(autostart() / "b.desktop", "[Desktop Entry]\nExec=orvane-helper-extra\n");
         test::writeFile(autostart() / "c.desktop", "[Other]\nExec=" + extraPath + "\n");
         const QStringList before = listing(autostart());

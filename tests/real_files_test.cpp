@@ -1,5 +1,6 @@
 // The real Safari files: they load, survive our writers (byte for byte where Apple's layout allows it), agree with
-// plistlib, go through the command line, and mutated copies of them either fail cleanly or read as something our writer keeps.
+// plistlib, go through the command line, and mutated copies of them either fail cleanly or read as something our writer
+// keeps.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -24,8 +25,9 @@ Value load(const fs::path& path) {
     return r.value;
 }
 
-bool contains(const fs::path& path, std::string_view part) { return path.filename().string().find(part) != std::string::npos; }
-
+bool contains(const fs::path& path, std::string_view part) {
+    return path.filename().string().find(part) != std::string::npos;
+}
 
 TEST(RealFiles, BothWritersRoundTripAndBinaryKeepsApplesLayout) {
     const std::vector<fs::path> files = allRealFiles();
@@ -39,7 +41,8 @@ TEST(RealFiles, BothWritersRoundTripAndBinaryKeepsApplesLayout) {
         // No real file holds a date, so nothing loses sub-second precision: the XML trip must be exact.
         const std::string xml = test::toXml(value), out = test::toBinary(value);
         const ReadResult fromXml = readXml(test::bytesOf(xml)), back = readBinary(test::bytesOf(out));
-        ASSERT_TRUE(fromXml && back) << "XML: " << fromXml.status.description() << ", binary: " << back.status.description();
+        ASSERT_TRUE(fromXml && back) << "XML: " << fromXml.status.description()
+                                     << ", binary: " << back.status.description();
         EXPECT_TRUE(fromXml.value == value);
         EXPECT_EQ(test::toXml(fromXml.value), xml);
         EXPECT_TRUE(back.value == value);
@@ -119,7 +122,8 @@ TEST(RealFiles, PlistutilReadsOurBinaryCopiesAsTheOriginals) {
         test::writeFile(ours, test::toBinary(load(path)));
         test::RunResult expected = test::run({plistutil, "-f", "xml", "-i", path.string(), "-o", "-"});
         test::RunResult actual = test::run({plistutil, "-f", "xml", "-i", ours.string(), "-o", "-"});
-        ASSERT_TRUE(expected.exitCode == 0 && actual.exitCode == 0) << "original: " << expected.err << "ours: " << actual.err;
+        ASSERT_TRUE(expected.exitCode == 0 && actual.exitCode == 0)
+            << "original: " << expected.err << "ours: " << actual.err;
         EXPECT_FALSE(actual.out.empty());
         EXPECT_EQ(actual.out, expected.out);
     }
@@ -131,7 +135,8 @@ TEST(RealFiles, CommandLineConvertsAndPrints) {
         SCOPED_TRACE(path.filename().string());
         const Value value = load(path);
         const fs::path bin = dir / "out.bin", x = dir / "out.xml";
-        test::RunResult toXml = test::run({test::cliPath(), "convert", "--format", "xml", "-o", x.string(), path.string()});
+        test::RunResult toXml =
+            test::run({test::cliPath(), "convert", "--format", "xml", "-o", x.string(), path.string()});
         EXPECT_EQ(toXml.exitCode, 0) << toXml.err;
         test::RunResult toBin = test::run({test::cliPath(), "convert", "-o", bin.string(), path.string()});
         EXPECT_EQ(toBin.exitCode, 0) << toBin.err;
@@ -153,26 +158,43 @@ TEST(RealFiles, MutatedCopiesFailCleanlyOrRoundTrip) {
     for (const fs::path& path : allRealFiles()) {
         const std::string original = test::readText(path);
         std::vector<std::pair<std::string, std::string>> mutants;
-        for (std::size_t n = 0; n < original.size(); n += 7) mutants.push_back({"cut at " + std::to_string(n), original.substr(0, n)});
+        for (std::size_t n = 0; n < original.size(); n += 7)
+            mutants.push_back({"cut at " + std::to_string(n), original.substr(0, n)});
         for (int i = 0; i < 150; ++i) {
             std::string m = original;
-            for (std::size_t flips = 1 + below(3); flips > 0; --flips) m[below(m.size())] ^= static_cast<char>(1 + below(255));
+            for (std::size_t flips = 1 + below(3); flips > 0; --flips)
+                m[below(m.size())] ^= static_cast<char>(1 + below(255));
             mutants.push_back({"flip " + std::to_string(i), m});
         }
         if (original.starts_with("bplist")) {
             // offset size, reference size, object count, root, table start: each set to an extreme.
             const std::pair<std::size_t, unsigned> fields[] = {{26, 1}, {25, 1}, {24, 8}, {16, 8}, {8, 8}};
-            const std::uint64_t extremes[] = {0, 1, 2, 3, 7, 8, 9, 255, 256, 1ull << 32, 1ull << 62, UINT64_MAX,
-                                              original.size(), original.size() - 32, original.size() - 33};
+            const std::uint64_t extremes[] = {0,
+                                              1,
+                                              2,
+                                              3,
+                                              7,
+                                              8,
+                                              9,
+                                              255,
+                                              256,
+                                              1ull << 32,
+                                              1ull << 62,
+                                              UINT64_MAX,
+                                              original.size(),
+                                              original.size() - 32,
+                                              original.size() - 33};
             for (const auto& [fromEnd, width] : fields)
                 for (std::uint64_t v : extremes) {
                     std::string m = original;
-                    for (unsigned k = 0; k < width; ++k) m[m.size() - fromEnd + k] = static_cast<char>(v >> (8 * (width - 1 - k)));
+                    for (unsigned k = 0; k < width; ++k)
+                        m[m.size() - fromEnd + k] = static_cast<char>(v >> (8 * (width - 1 - k)));
                     mutants.push_back({"trailer byte -" + std::to_string(fromEnd) + " = " + std::to_string(v), m});
                 }
         }
         for (int i = 0; i < 60; ++i) {
-            const std::size_t from = below(original.size()), len = 1 + below(std::min<std::size_t>(64, original.size() - from));
+            const std::size_t from = below(original.size()),
+                              len = 1 + below(std::min<std::size_t>(64, original.size() - from));
             std::string zeroed = original, copied = original, grown = original;
             zeroed.replace(from, len, len, '\0');
             const std::size_t to = below(original.size() - len + 1);
@@ -183,11 +205,13 @@ TEST(RealFiles, MutatedCopiesFailCleanlyOrRoundTrip) {
         }
         for (const auto& [what, bytes] : mutants) {
             const ReadResult r = readPropertyList(test::bytesOf(bytes));
-            EXPECT_TRUE(r || !r.status.message.empty()) << path.filename() << ", " << what << ": refused without a message";
+            EXPECT_TRUE(r || !r.status.message.empty())
+                << path.filename() << ", " << what << ": refused without a message";
             if (!r) continue;
             ++accepted;
             const ReadResult back = readBinary(test::bytesOf(test::toBinary(r.value)));
-            EXPECT_TRUE(back && back.value == r.value) << path.filename() << ", " << what << ": " << back.status.description();
+            EXPECT_TRUE(back && back.value == r.value)
+                << path.filename() << ", " << what << ": " << back.status.description();
         }
         mutations += static_cast<int>(mutants.size());
     }

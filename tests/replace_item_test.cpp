@@ -12,7 +12,6 @@ namespace {
 namespace fs = std::filesystem;
 using namespace test;
 
-
 // The system's operations, but without an atomic replace: the exchange strategy.
 struct ExchangeOnly : ReplaceOperations {
     bool hasAtomicReplace() const override { return false; }
@@ -69,8 +68,11 @@ TEST(ReplaceItem, AFailedReplaceBringsTheOldFileBackOrSaysWhereItIs) {
     EXPECT_FALSE(fs::exists(first));
     EXPECT_EQ(readText(operations.aside), "old");
     ASSERT_EQ(lines.size(), 1u);
-    EXPECT_EQ(lines[0], "-[NSFileManager(ReplaceItemWithItem) replaceItemAtPath:withItemAtPath:] Error while trying to restore the original "
-                        "file (currently at \u201C" + operations.aside.string() + "\u201D) reason: permission denied");
+    EXPECT_EQ(
+        lines[0],
+        "-[NSFileManager(ReplaceItemWithItem) replaceItemAtPath:withItemAtPath:] Error while trying to restore the original "
+        "file (currently at \u201C" +
+            operations.aside.string() + "\u201D) reason: permission denied");
 
     // Exchange done, deletion failed: the replacement stands, the old contents linger, false.
     struct : ExchangeOnly {

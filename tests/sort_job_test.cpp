@@ -2,8 +2,8 @@
 // Safari's lock and starting over when the file changes underneath it; and the restore.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <sys/stat.h>
+#include <cstdlib>
 
 #include "bookmark_trees.h"
 #include "bookmarks_document.h"
@@ -16,9 +16,11 @@ using namespace test;
 
 // One tree, so that every use has the same identities.
 const plist::Value& unsortedRoot() {
-    static const plist::Value root = bookmarksRoot({proxy("History"), folder("BookmarksBar", {bookmark("b", "https://b.example/"), bookmark("a", "https://a.example/")}),
-                          folder("BookmarksMenu", {bookmark("z", "https://z.example/"), bookmark("y", "https://y.example/")}),
-                          bookmark("Loose", "https://loose.example/")});
+    static const plist::Value root = bookmarksRoot(
+        {proxy("History"),
+         folder("BookmarksBar", {bookmark("b", "https://b.example/"), bookmark("a", "https://a.example/")}),
+         folder("BookmarksMenu", {bookmark("z", "https://z.example/"), bookmark("y", "https://y.example/")}),
+         bookmark("Loose", "https://loose.example/")});
     return root;
 }
 
@@ -31,7 +33,9 @@ plist::Value readTree(const fs::path& path) {
 }
 
 // Moves a file's date on, as another writer would.
-void touch(const fs::path& path, fs::file_time_type::duration by) { fs::last_write_time(path, fs::last_write_time(path) + by); }
+void touch(const fs::path& path, fs::file_time_type::duration by) {
+    fs::last_write_time(path, fs::last_write_time(path) + by);
+}
 
 // An engine for `dir`/Bookmarks.plist with the desktop application's settings, and no sleeping; the
 // file gets the unsorted tree, in binary, when `unsorted` asks for it.
@@ -40,7 +44,8 @@ struct Job {
         : file(dir / "Bookmarks.plist"), backup(dir / "Orvane" / "deeper" / "Initial Copy.plist") {
         engine.setBookmarksFilename(file.string());
         engine.setBackupFilename(backup.string());
-        for (auto on : {&Orvane::setArrangeFoldersAtTop, &Orvane::setRemoveDuplicates, &Orvane::setRenameSamenamed, &Orvane::setWriteBackupFile})
+        for (auto on : {&Orvane::setArrangeFoldersAtTop, &Orvane::setRemoveDuplicates, &Orvane::setRenameSamenamed,
+                        &Orvane::setWriteBackupFile})
             (engine.*on)(true);
         engine.setSleepFunction([this](std::chrono::milliseconds) { ++sleeps; });
         if (unsorted) writeTree(file, unsortedRoot());
@@ -93,10 +98,13 @@ TEST(SortJob, FoldersNestAtMost254Deep) {
         std::string xml = "<plist><dict>" + list + "<key>Children</key><array><dict>" + list +
                           "<key>Title</key><string>BookmarksBar</string><key>Children</key><array/></dict>";
         for (int level = 0; level < depth; ++level)
-            xml += "<dict>" + list + "<key>Title</key><string>" + (level ? "F" : "BookmarksMenu") + "</string><key>Children</key><array>";
+            xml += "<dict>" + list + "<key>Title</key><string>" + (level ? "F" : "BookmarksMenu") +
+                   "</string><key>Children</key><array>";
         for (const char* title : {"b", "a"})
-            xml += "<dict><key>WebBookmarkType</key><string>WebBookmarkTypeLeaf</string><key>URLString</key><string>https://" +
-                   std::string(title) + ".example/</string><key>URIDictionary</key><dict><key>title</key><string>" + title + "</string></dict></dict>";
+            xml +=
+                "<dict><key>WebBookmarkType</key><string>WebBookmarkTypeLeaf</string><key>URLString</key><string>https://" +
+                std::string(title) + ".example/</string><key>URIDictionary</key><dict><key>title</key><string>" +
+                title + "</string></dict></dict>";
         for (int level = 0; level < depth; ++level) xml += "</array></dict>";
         xml += "</array></dict></plist>";
         Job job(dir);
@@ -111,10 +119,13 @@ TEST(SortJob, CodesForFilesItCannotUse) {
     EXPECT_EQ(Job(dir).engine.sortBookmarks(), OVErrorFileNotFound);
 
     const std::pair<std::string, std::uint32_t> cases[] = {
-        {"not a property list", OVErrorCannotRead}, {toXml(A({})), OVErrorNotBookmarksFile},
+        {"not a property list", OVErrorCannotRead},
+        {toXml(A({})), OVErrorNotBookmarksFile},
         {toXml(D({{"WebBookmarkType", S("WebBookmarkTypeLeaf")}})), OVErrorNotBookmarksFile},
-        {toXml(D({{"WebBookmarkType", S("WebBookmarkTypeList")}, {"WebBookmarkFileVersion", I(2)}})), OVErrorUnknownVersion},
-        {toXml(bookmarksRoot({folder("BookmarksBar", {bookmark("b", "https://b.example/"), bookmark("a", "https://a.example/")})})),
+        {toXml(D({{"WebBookmarkType", S("WebBookmarkTypeList")}, {"WebBookmarkFileVersion", I(2)}})),
+         OVErrorUnknownVersion},
+        {toXml(bookmarksRoot(
+             {folder("BookmarksBar", {bookmark("b", "https://b.example/"), bookmark("a", "https://a.example/")})})),
          kOVUnsupportedBookmarksFile}};
     for (const auto& [contents, code] : cases) {
         Job attempt(dir);
@@ -153,7 +164,10 @@ TEST(SortJob, WaitsWhileLockedAndStartsOverWhenTheFileChanges) {
     {  // Changed by someone else during every pass: busy after ten passes.
         Job job(dir, /*unsorted=*/true);
         int passes = 0;
-        job.engine.setPassObserver([&](int) { ++passes; touch(job.file, std::chrono::nanoseconds(1000)); });
+        job.engine.setPassObserver([&](int) {
+            ++passes;
+            touch(job.file, std::chrono::nanoseconds(1000));
+        });
         EXPECT_EQ(job.engine.sortBookmarks(), OVErrorFileBusy);
         EXPECT_EQ(passes, 10);
     }
@@ -161,7 +175,9 @@ TEST(SortJob, WaitsWhileLockedAndStartsOverWhenTheFileChanges) {
         Job job(dir, /*unsorted=*/true);
         job.engine.setPassObserver([&](int pass) {
             if (pass != 1) return;
-            writeTree(job.file, bookmarksRoot({folder("BookmarksBar", {}), folder("BookmarksMenu", {bookmark("2", "https://2.example/"), bookmark("1", "https://1.example/")})}));
+            writeTree(job.file, bookmarksRoot({folder("BookmarksBar", {}),
+                                               folder("BookmarksMenu", {bookmark("2", "https://2.example/"),
+                                                                        bookmark("1", "https://1.example/")})}));
             touch(job.file, std::chrono::seconds(1));
         });
         EXPECT_EQ(job.engine.sortBookmarks(), OVErrorSuccess);

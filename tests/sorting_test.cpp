@@ -12,9 +12,12 @@ using namespace test;
 
 TEST(Sorting, FolderOrderByKindAndTitle) {
     Orvane engine;
-    const auto orderOf = [&](const plist::Value& a) { return titlesIn(D({{"Children", engine.sortedArrayFromBookmarkChildArray(a)}})); };
-    const plist::Value mixed = A({bookmark("Alpha", "https://a.example/"), folder("zeta", {}), proxy("History"), bookmark("cherry", "https://c.example/"),
-                                  bookmark("apple", "https://ap.example/"), bookmark("Banana", "https://b.example/")});
+    const auto orderOf = [&](const plist::Value& a) {
+        return titlesIn(D({{"Children", engine.sortedArrayFromBookmarkChildArray(a)}}));
+    };
+    const plist::Value mixed = A({bookmark("Alpha", "https://a.example/"), folder("zeta", {}), proxy("History"),
+                                  bookmark("cherry", "https://c.example/"), bookmark("apple", "https://ap.example/"),
+                                  bookmark("Banana", "https://b.example/")});
     EXPECT_EQ(orderOf(mixed), (Titles{"History", "Alpha", "apple", "Banana", "cherry", "zeta"}));
     engine.setArrangeFoldersAtTop(true);
     EXPECT_EQ(orderOf(mixed), (Titles{"History", "zeta", "Alpha", "apple", "Banana", "cherry"}));
@@ -22,17 +25,22 @@ TEST(Sorting, FolderOrderByKindAndTitle) {
 
     // Untyped entries come after bookmarks; titles equal apart from case keep their order.
     const plist::Value untyped = withUUID(D({{"Title", S("aaa")}}));
-    const plist::Value ties = A({untyped, bookmark("b", "https://1.example/"), bookmark("B", "https://2.example/"), bookmark("b", "https://3.example/")});
+    const plist::Value ties = A({untyped, bookmark("b", "https://1.example/"), bookmark("B", "https://2.example/"),
+                                 bookmark("b", "https://3.example/")});
     const plist::Value sorted = engine.sortedArrayFromBookmarkChildArray(ties);
     for (std::size_t i = 0; i < 3; ++i) EXPECT_TRUE((*sorted.asArray())[i].isSameObject((*ties.asArray())[i + 1])) << i;
     EXPECT_TRUE((*sorted.asArray())[3].isSameObject(untyped));
 
     // Titles alike for longer than the first part of their keys are told apart by the rest.
-    EXPECT_EQ(orderOf(A({bookmark("Weather forecast for Zurich", "https://z.example/"), bookmark("weather forecast for berlin", "https://b.example/"),
-                         bookmark("Weather forecast", "https://w.example/"), bookmark("WEATHER FORECAST FOR ZURICH", "https://z2.example/"),
-                         bookmark("Weather forecast for Amsterdam", "https://a.example/"), bookmark("Weather forecast for Zürich", "https://z3.example/")})),
-              (Titles{"Weather forecast", "Weather forecast for Amsterdam", "weather forecast for berlin", "Weather forecast for Zurich",
-                      "WEATHER FORECAST FOR ZURICH", "Weather forecast for Z\u00FCrich"}));
+    EXPECT_EQ(
+        orderOf(A({bookmark("Weather forecast for Zurich", "https://z.example/"),
+                   bookmark("weather forecast for berlin", "https://b.example/"),
+                   bookmark("Weather forecast", "https://w.example/"),
+                   bookmark("WEATHER FORECAST FOR ZURICH", "https://z2.example/"),
+                   bookmark("Weather forecast for Amsterdam", "https://a.example/"),
+                   bookmark("Weather forecast for Zürich", "https://z3.example/")})),
+        (Titles{"Weather forecast", "Weather forecast for Amsterdam", "weather forecast for berlin",
+                "Weather forecast for Zurich", "WEATHER FORECAST FOR ZURICH", "Weather forecast for Z\u00FCrich"}));
 }
 
 TEST(Sorting, TitlesCollateByLocaleIgnoringCaseButNotAccents) {
@@ -48,8 +56,11 @@ TEST(Sorting, TitlesCollateByLocaleIgnoringCaseButNotAccents) {
 
 TEST(Sorting, SubfoldersAreSortedExceptHiddenOnesAndTheBarUnlessAsked) {
     Orvane engine;
-    const plist::Value menu = folder("BookmarksMenu", {bookmark("b", "https://b.example/"), hidden(folder("Hidden", {bookmark("z", "https://z.example/"), bookmark("y", "https://y.example/")})),
-                                                      folder("a", {bookmark("d", "https://d.example/"), bookmark("c", "https://c.example/")})});
+    const plist::Value menu =
+        folder("BookmarksMenu",
+               {bookmark("b", "https://b.example/"),
+                hidden(folder("Hidden", {bookmark("z", "https://z.example/"), bookmark("y", "https://y.example/")})),
+                folder("a", {bookmark("d", "https://d.example/"), bookmark("c", "https://c.example/")})});
     const plist::Value sortedMenu = engine.sortBookmarksInDictionary(menu);
     EXPECT_FALSE(sortedMenu.isSameObject(menu));
     EXPECT_EQ(titlesIn(sortedMenu), (Titles{"a", "b", "Hidden"}));
@@ -58,8 +69,11 @@ TEST(Sorting, SubfoldersAreSortedExceptHiddenOnesAndTheBarUnlessAsked) {
     EXPECT_EQ(titlesIn(menu), (Titles{"b", "Hidden", "a"}));  // the loaded node is not changed
 
     // A folder titled "BookmarksBar", at any depth, keeps its own order unless the bar is sorted.
-    const plist::Value bar = folder("BookmarksBar", {bookmark("b", "https://b.example/"), folder("BookmarksBar", {bookmark("y", "https://y.example/"), bookmark("x", "https://x.example/")}),
-                                                    folder("f", {bookmark("2", "https://2.example/"), bookmark("1", "https://1.example/")})});
+    const plist::Value bar =
+        folder("BookmarksBar",
+               {bookmark("b", "https://b.example/"),
+                folder("BookmarksBar", {bookmark("y", "https://y.example/"), bookmark("x", "https://x.example/")}),
+                folder("f", {bookmark("2", "https://2.example/"), bookmark("1", "https://1.example/")})});
     const plist::Value keptBar = engine.sortBookmarksInDictionary(bar);
     EXPECT_EQ(titlesIn(keptBar), (Titles{"b", "BookmarksBar", "f"}));
     EXPECT_EQ(titlesIn(childrenOf(keptBar)[1]), (Titles{"y", "x"}));
@@ -74,14 +88,17 @@ TEST(Sorting, WholeFileKeepsSpecialEntriesFirstAndPutsTheFoldersBack) {
         SCOPED_TRACE(foldersFirst);
         Orvane engine;
         engine.setArrangeFoldersAtTop(foldersFirst);
-        plist::Value root = bookmarksRoot({folder("Zed", {bookmark("z", "https://z.example/")}), folder("BookmarksBar", {}), proxy("History"),
-                                           bookmark("Alpha", "https://a.example/"), folder("BookmarksMenu", {}), folder("Beta", {bookmark("b", "https://b.example/")})});
+        plist::Value root =
+            bookmarksRoot({folder("Zed", {bookmark("z", "https://z.example/")}), folder("BookmarksBar", {}),
+                           proxy("History"), bookmark("Alpha", "https://a.example/"), folder("BookmarksMenu", {}),
+                           folder("Beta", {bookmark("b", "https://b.example/")})});
         root.asDictionary()->set("Sync", S("kept"));
         bool didSort = false;
         const plist::Value sorted = engine.sortBookmarksWithRootDictionary(root, didSort);
         ASSERT_TRUE(didSort);
-        EXPECT_EQ(titlesIn(sorted), foldersFirst ? (Titles{"BookmarksBar", "History", "BookmarksMenu", "Beta", "Zed", "Alpha"})
-                                                 : (Titles{"BookmarksBar", "History", "BookmarksMenu", "Alpha", "Beta", "Zed"}));
+        EXPECT_EQ(titlesIn(sorted), foldersFirst
+                                        ? (Titles{"BookmarksBar", "History", "BookmarksMenu", "Beta", "Zed", "Alpha"})
+                                        : (Titles{"BookmarksBar", "History", "BookmarksMenu", "Alpha", "Beta", "Zed"}));
         // The other root keys keep their values and places.
         EXPECT_EQ(sorted.asDictionary()->entries().back().key.asString(), "Sync");
         EXPECT_EQ(sorted.asDictionary()->entries().front().key.asString(), "WebBookmarkType");
@@ -95,7 +112,8 @@ TEST(Sorting, WholeFileKeepsSpecialEntriesFirstAndPutsTheFoldersBack) {
 TEST(Sorting, NothingToWriteWhenOnlyValidationChangedSomething) {
     Orvane engine;
     engine.setRemoveDuplicates(true);
-    plist::Value root = bookmarksRoot({folder("BookmarksBar", {bookmark("a", "https://a.example/"), folder("Empty", {}), bookmark("b", "https://a.example/")}),
+    plist::Value root = bookmarksRoot({folder("BookmarksBar", {bookmark("a", "https://a.example/"), folder("Empty", {}),
+                                                               bookmark("b", "https://a.example/")}),
                                        folder("BookmarksMenu", {bookmark("m", "https://m.example/")})});
     bool didSort = true;
     EXPECT_TRUE(engine.sortBookmarksWithRootDictionary(root, didSort).isSameObject(root));
@@ -109,7 +127,8 @@ TEST(Sorting, NothingToWriteWhenOnlyValidationChangedSomething) {
         EXPECT_FALSE(didSort);
     }
     // Without a Bookmarks Menu there is nothing the sort can give back.
-    plist::Value noMenu = bookmarksRoot({folder("BookmarksBar", {bookmark("b", "https://b.example/"), bookmark("a", "https://a.example/")})});
+    plist::Value noMenu = bookmarksRoot(
+        {folder("BookmarksBar", {bookmark("b", "https://b.example/"), bookmark("a", "https://a.example/")})});
     EXPECT_TRUE(engine.sortBookmarksWithRootDictionary(noMenu, didSort).isNull());
     EXPECT_FALSE(didSort);
 }
@@ -135,7 +154,8 @@ TEST(Sorting, ChangeTestComparesShapesAndIdentitiesOnly) {
 TEST(Sorting, SpecialFoldersReplaceTheirNamesakesOrAreAppended) {
     Orvane engine;
     const plist::Value bar = folder("BookmarksBar", {}), menu = folder("BookmarksMenu", {});
-    plist::Value root = bookmarksRoot({folder("BookmarksMenu", {}), proxy("p"), folder("BookmarksMenu", {}), folder("BookmarksBar", {})});
+    plist::Value root = bookmarksRoot(
+        {folder("BookmarksMenu", {}), proxy("p"), folder("BookmarksMenu", {}), folder("BookmarksBar", {})});
     bool ok = false;
     engine.bookmarksDictionaryWithRootNode(root, bar, menu, &ok);
     EXPECT_TRUE(ok);

@@ -2,12 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <random>
@@ -67,7 +67,8 @@ RunResult run(const std::vector<std::string>& argv, std::string_view input, cons
     std::vector<std::string> environment;
     auto overridden = [&](std::string_view entry) {
         const std::string_view name = entry.substr(0, entry.find('='));
-        return std::any_of(env.begin(), env.end(), [&](const std::string& e) { return e.substr(0, e.find('=')) == name; });
+        return std::any_of(env.begin(), env.end(),
+                           [&](const std::string& e) { return e.substr(0, e.find('=')) == name; });
     };
     for (char** e = environ; *e; ++e)
         if (!overridden(*e)) environment.emplace_back(*e);

@@ -51,7 +51,8 @@ struct RunResult {
 
 // Runs a program with the given arguments and standard input, and waits for it. Each "NAME=value"
 // in `env` is set in the program's environment, replacing the variable of that name.
-RunResult run(const std::vector<std::string>& argv, std::string_view input = {}, const std::vector<std::string>& env = {});
+RunResult run(const std::vector<std::string>& argv, std::string_view input = {},
+              const std::vector<std::string>& env = {});
 
 // The python3 that runs the plistlib cross-checks; empty when the build found none.
 std::string python3();

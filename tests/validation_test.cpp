@@ -20,18 +20,22 @@ TEST(Validation, RemovesBrokenBookmarksEmptyFoldersAndEarlierDuplicates) {
     engine.setRemoveDuplicates(true);
     plist::Value noAddress = bookmark("No address", "");
     noAddress.asDictionary()->remove("URLString");
-    const plist::Value region = validated(engine, folder("BookmarksMenu", {
-        bookmark("First", "https://a.example/"),
-        folder("Blank only", {bookmark("Blank", " \t\u3000"), folder("Inner", {bookmark("Blank too", "  ")})}), folder("Empty", {}),
-        noAddress, bookmark("Newline is not blank", "\n"), bookmark("Case differs", "https://A.example/"),
-        bookmark("Leading blank", " https://a.example/"), folder("Sub", {bookmark("Last", "https://a.example/")}),
-        withUUID(D({{"WebBookmarkType", S("WebBookmarkTypeProxy")}}))}));
+    const plist::Value region = validated(
+        engine,
+        folder("BookmarksMenu",
+               {bookmark("First", "https://a.example/"),
+                folder("Blank only", {bookmark("Blank", " \t\u3000"), folder("Inner", {bookmark("Blank too", "  ")})}),
+                folder("Empty", {}), noAddress, bookmark("Newline is not blank", "\n"),
+                bookmark("Case differs", "https://A.example/"), bookmark("Leading blank", " https://a.example/"),
+                folder("Sub", {bookmark("Last", "https://a.example/")}),
+                withUUID(D({{"WebBookmarkType", S("WebBookmarkTypeProxy")}}))}));
     EXPECT_EQ(titlesIn(region), (Titles{"Newline is not blank", "Case differs", "Leading blank", "Sub", "No Name"}));
     EXPECT_EQ(titlesIn(childrenOf(region)[3]), Titles{"Last"});  // the last of the duplicates stays
 
     // Without duplicate removal only the broken entries go; the region's root stays even empty.
     Orvane keepAll;
-    const plist::Value both = folder("BookmarksBar", {bookmark("x", "https://a.example/"), bookmark("y", "https://a.example/")});
+    const plist::Value both =
+        folder("BookmarksBar", {bookmark("x", "https://a.example/"), bookmark("y", "https://a.example/")});
     EXPECT_EQ(childrenOf(validated(keepAll, both)).size(), 2u);
     EXPECT_TRUE(childrenOf(validated(keepAll, folder("BookmarksBar", {bookmark("x", " ")}))).empty());
 }
@@ -40,9 +44,10 @@ TEST(Validation, DuplicateAddressesAreFoundWithinARegionOnly) {
     Orvane engine;
     engine.setRemoveDuplicates(true);
     const plist::Value bar = validated(engine, folder("BookmarksBar", {bookmark("News", "https://news.example/")}));
-    const plist::Value menu = validated(engine, folder("BookmarksMenu", {
-        folder("One", {bookmark("News", "https://news.example/"), bookmark("Other", "https://o.example/")}),
-        folder("Two", {bookmark("News again", "https://news.example/")})}));
+    const plist::Value menu =
+        validated(engine, folder("BookmarksMenu", {folder("One", {bookmark("News", "https://news.example/"),
+                                                                  bookmark("Other", "https://o.example/")}),
+                                                   folder("Two", {bookmark("News again", "https://news.example/")})}));
     EXPECT_EQ(childrenOf(bar).size(), 1u);
     EXPECT_EQ(titlesIn(childrenOf(menu)[0]), Titles{"Other"});
     EXPECT_EQ(titlesIn(childrenOf(menu)[1]), Titles{"News again"});
@@ -56,10 +61,12 @@ TEST(Validation, SameNamedEntriesAreRenamedFromTheLastBackwards) {
                                                               bookmark("News", "https://3.example/")}));
     EXPECT_EQ(titlesIn(three), (Titles{"News 2 3", "News 2", "News"}));
     // The bookmark's new title goes into its URI dictionary, the folder's into "Title".
-    EXPECT_EQ(childrenOf(three)[0].asDictionary()->find("URIDictionary")->asDictionary()->find("title")->asString(), "News 2 3");
+    EXPECT_EQ(childrenOf(three)[0].asDictionary()->find("URIDictionary")->asDictionary()->find("title")->asString(),
+              "News 2 3");
 
-    const plist::Value taken = folder("f", {bookmark("News 2", "https://1.example/"), bookmark("News", "https://2.example/"),
-                                            bookmark("News", "https://3.example/")});
+    const plist::Value taken =
+        folder("f", {bookmark("News 2", "https://1.example/"), bookmark("News", "https://2.example/"),
+                     bookmark("News", "https://3.example/")});
     EXPECT_EQ(titlesIn(validated(engine, taken)), (Titles{"News 2 2", "News 2", "News"}));
 
     // Equal titles in different folders, and titles differing in case, are left alone.
@@ -76,7 +83,8 @@ TEST(Validation, UntitledEntriesAreNamedEvenWithoutRenaming) {
     untitled.asDictionary()->find("URIDictionary")->asDictionary()->remove("title");
     plist::Value untitledFolder = folder("x", {bookmark("a", "https://a.example/")});
     untitledFolder.asDictionary()->remove("Title");
-    const plist::Value region = folder("r", {bookmark("Dup", "https://1.example/"), bookmark("Dup", "https://2.example/"), untitled, untitledFolder});
+    const plist::Value region = folder(
+        "r", {bookmark("Dup", "https://1.example/"), bookmark("Dup", "https://2.example/"), untitled, untitledFolder});
     EXPECT_EQ(titlesIn(validated(engine, region)), (Titles{"Dup", "Dup", "https://untitled.example/", "No Name"}));
 
     // A fallback name is not entered into the folder's titles, so it renames nobody.
@@ -92,8 +100,9 @@ TEST(Validation, ReportCountsWhatWasRemovedAndRenamed) {
     engine.setRenameSamenamed(true);
     SortReport report;
     engine.setReport(&report);
-    engine.validateBookmarksInRootNode(folder("r", {bookmark("A", "https://a.example/"), bookmark("B", " "), folder("E", {}),
-                                                    bookmark("A", "https://a.example/"), bookmark("A", "https://b.example/")}));
+    engine.validateBookmarksInRootNode(
+        folder("r", {bookmark("A", "https://a.example/"), bookmark("B", " "), folder("E", {}),
+                     bookmark("A", "https://a.example/"), bookmark("A", "https://b.example/")}));
     EXPECT_EQ(report.brokenBookmarksRemoved, 1u);
     EXPECT_EQ(report.duplicatesRemoved, 1u);
     EXPECT_EQ(report.emptyFoldersRemoved, 1u);

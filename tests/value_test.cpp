@@ -37,12 +37,21 @@ TEST(Value, EqualityIsByTypeAndExactValue) {
     // Values above INT64_MAX stay unsigned; smaller ones are ordinary integers.
     const Value big = Value::unsignedInteger(UINT64_MAX);
     EXPECT_TRUE(big.isBigUnsigned());
-    const struct { Value a, b; bool equal; } cases[] = {
-        {I(1), Value::real(1.0), false}, {I(1), Value::boolean(true), false}, {Value::real(1.0), Value::date(1.0), false},
-        {Value::real(std::nan("")), Value::real(std::nan("")), true}, {Value::real(0.0), Value::real(-0.0), false},
-        {S("Title"), S("title"), false}, {Value::unsignedInteger(5), I(5), true}, {big, I(-1), false},
+    const struct {
+        Value a, b;
+        bool equal;
+    } cases[] = {
+        {I(1), Value::real(1.0), false},
+        {I(1), Value::boolean(true), false},
+        {Value::real(1.0), Value::date(1.0), false},
+        {Value::real(std::nan("")), Value::real(std::nan("")), true},
+        {Value::real(0.0), Value::real(-0.0), false},
+        {S("Title"), S("title"), false},
+        {Value::unsignedInteger(5), I(5), true},
+        {big, I(-1), false},
     };
-    for (std::size_t i = 0; i < std::size(cases); ++i) EXPECT_EQ(cases[i].a == cases[i].b, cases[i].equal) << "case " << i;
+    for (std::size_t i = 0; i < std::size(cases); ++i)
+        EXPECT_EQ(cases[i].a == cases[i].b, cases[i].equal) << "case " << i;
 
     Value a = D({{"x", I(1)}, {"y", Value::array()}}), b = D({{"y", Value::array()}, {"x", I(1)}});
     EXPECT_TRUE(a == b);
@@ -53,7 +62,8 @@ TEST(Value, EqualityIsByTypeAndExactValue) {
 TEST(Value, ScalarsKeepTheirValueWhetherHeldInPlaceOrBoxed) {
     // Integers beyond 61 bits, UIDs beyond 32 bits, reals and dates live in boxes on the heap.
     constexpr std::int64_t k60 = std::int64_t{1} << 60;
-    for (std::int64_t i : std::initializer_list<std::int64_t>{0, -1, k60 - 1, k60, -k60, -k60 - 1, INT64_MIN, INT64_MAX}) {
+    for (std::int64_t i :
+         std::initializer_list<std::int64_t>{0, -1, k60 - 1, k60, -k60, -k60 - 1, INT64_MIN, INT64_MAX}) {
         const Value v = I(i);
         EXPECT_EQ(v.type(), Type::Integer) << i;
         EXPECT_EQ(v.asInt64(), i);
@@ -61,7 +71,8 @@ TEST(Value, ScalarsKeepTheirValueWhetherHeldInPlaceOrBoxed) {
         EXPECT_TRUE(v == I(i)) << i;
         EXPECT_FALSE(v == I(i ^ 1)) << i;
     }
-    for (std::uint64_t u : std::initializer_list<std::uint64_t>{0, UINT32_MAX, std::uint64_t{UINT32_MAX} + 1, UINT64_MAX}) {
+    for (std::uint64_t u :
+         std::initializer_list<std::uint64_t>{0, UINT32_MAX, std::uint64_t{UINT32_MAX} + 1, UINT64_MAX}) {
         const Value v = Value::uid(u);
         EXPECT_EQ(v.type(), Type::Uid) << u;
         EXPECT_EQ(v.asUid(), u);
@@ -115,7 +126,8 @@ TEST(Value, ArenaValuesOutliveTheArenaAndGrowOutOfTheirPlace) {
 
 TEST(Utf, SixteenBitUnitsSurviveTheTripThroughUtf8) {
     // "A", an astral character as a pair, a lone high and a lone low surrogate, and a reversed pair.
-    const std::uint8_t be[] = {0x00, 0x41, 0xD8, 0x3D, 0xDE, 0x00, 0xD8, 0x00, 0x00, 0x42, 0xDC, 0x00, 0xDC, 0x00, 0xD8, 0x00};
+    const std::uint8_t be[] = {0x00, 0x41, 0xD8, 0x3D, 0xDE, 0x00, 0xD8, 0x00,
+                               0x00, 0x42, 0xDC, 0x00, 0xDC, 0x00, 0xD8, 0x00};
     const std::size_t units = sizeof be / 2;
 
     std::string text, back;

@@ -23,7 +23,10 @@ struct Watched : ZELEventsDelegate {
     ZELEvents events{QString::fromStdString(file.string()), this};
 
     void incomingEvent(ZELEvents& e, std::uint32_t flags, std::uint64_t eventId) override {
-        const std::map<std::uint32_t, QString> names{{IN_CLOSE_WRITE, "IN_CLOSE_WRITE"}, {IN_MOVED_TO, "IN_MOVED_TO"}, {IN_CREATE, "IN_CREATE"}, {IN_DELETE, "IN_DELETE"}};
+        const std::map<std::uint32_t, QString> names{{IN_CLOSE_WRITE, "IN_CLOSE_WRITE"},
+                                                     {IN_MOVED_TO, "IN_MOVED_TO"},
+                                                     {IN_CREATE, "IN_CREATE"},
+                                                     {IN_DELETE, "IN_DELETE"}};
         calls << (names.count(flags) ? names.at(flags) : QString::number(flags, 16)) + " " + QString::number(eventId);
         if (then) then(e);
     }
@@ -60,7 +63,8 @@ private slots:
         fiveChanges();
         QTRY_COMPARE_WITH_TIMEOUT(w.calls.size(), 6, kDeadline);
         QTest::qWait(kQuiet);
-        QCOMPARE(w.calls, (QStringList{"IN_CREATE 1", "IN_CLOSE_WRITE 7", "IN_MOVED_TO 8", "IN_DELETE 9", "IN_CREATE 10", "IN_CLOSE_WRITE 11"}));
+        QCOMPARE(w.calls, (QStringList{"IN_CREATE 1", "IN_CLOSE_WRITE 7", "IN_MOVED_TO 8", "IN_DELETE 9",
+                                       "IN_CREATE 10", "IN_CLOSE_WRITE 11"}));
     }
 
     void pauseUnPauseAndStopKeepTheirStates() {
@@ -106,7 +110,8 @@ private slots:
         QTest::qWait(kQuiet);
         QCOMPARE(w.calls, QStringList{"IN_CREATE 1"});
 
-        for (const fs::path& path : {w.dir / "missing" / "Bookmarks.plist", w.file / "below-a-file", fs::path("/"), fs::path()}) {
+        for (const fs::path& path :
+             {w.dir / "missing" / "Bookmarks.plist", w.file / "below-a-file", fs::path("/"), fs::path()}) {
             w.events.setPath(QString::fromStdString(w.file.string()));
             QVERIFY(w.events.startWithLatency(kLatency));
             w.events.setPath(QString::fromStdString(path.string()));

@@ -129,7 +129,8 @@ private:
 
     bool readTrailer() {
         if (size_ < kHeaderSize + 1 + kTrailerSize)
-            return fail(0, "too short for a binary property list (" + std::to_string(size_) + " bytes; at least 41 needed)");
+            return fail(
+                0, "too short for a binary property list (" + std::to_string(size_) + " bytes; at least 41 needed)");
         if (std::memcmp(data_, "bplist0", 7) != 0 || data_[7] < '0' || data_[7] > '9')
             return fail(0, "not a binary property list of version 00 (bad header)");
         const std::uint8_t* t = data_ + size_ - kTrailerSize;
@@ -140,9 +141,11 @@ private:
         topObject_ = readBE(t + 16, 8);
         tableOffset_ = readBE(t + 24, 8);
         if (offsetSize_ < 1 || offsetSize_ > 8)
-            return fail(trailerAt + 6, "offset size " + std::to_string(offsetSize_) + " in the trailer is not 1 to 8 bytes");
+            return fail(trailerAt + 6,
+                        "offset size " + std::to_string(offsetSize_) + " in the trailer is not 1 to 8 bytes");
         if (refSize_ < 1 || refSize_ > 8)
-            return fail(trailerAt + 7, "object reference size " + std::to_string(refSize_) + " in the trailer is not 1 to 8 bytes");
+            return fail(trailerAt + 7,
+                        "object reference size " + std::to_string(refSize_) + " in the trailer is not 1 to 8 bytes");
         if (numObjects_ < 1) return fail(trailerAt + 8, "the trailer says the file holds no objects");
         if (topObject_ >= numObjects_)
             return fail(trailerAt + 16, "the root object " + std::to_string(topObject_) + " is not among the " +
@@ -171,8 +174,9 @@ private:
         for (std::uint64_t i = 0; i < numObjects_; ++i) {
             std::uint64_t off = offsetOf(i);
             if (off < kHeaderSize || off >= tableOffset_)
-                return fail(tableOffset_ + i * offsetSize_, "object " + std::to_string(i) + " is said to start at byte " +
-                                                               std::to_string(off) + ", outside the object area");
+                return fail(tableOffset_ + i * offsetSize_, "object " + std::to_string(i) +
+                                                                " is said to start at byte " + std::to_string(off) +
+                                                                ", outside the object area");
             // Offsets out of order may alias one container under several numbers.
             if (off <= previous) mayExpand_ = true;
             previous = off;
@@ -205,8 +209,8 @@ private:
     }
 
     std::string limitText() const {
-        return std::to_string(expansionLimit_) + " objects, the limit for a file of " + std::to_string(size_) + " bytes (its size plus " +
-               std::to_string(kSharingAllowance) + ")";
+        return std::to_string(expansionLimit_) + " objects, the limit for a file of " + std::to_string(size_) +
+               " bytes (its size plus " + std::to_string(kSharingAllowance) + ")";
     }
 
     // Works out, without building, how many objects the tree holds once every shared container
@@ -231,9 +235,11 @@ private:
         while (!path.empty()) {
             Step& step = path.back();
             if (step.total > expansionLimit_)
-                return fail(offsetOf(step.object), "object " + std::to_string(step.object) +
-                                                       ": copying its shared arrays and dictionaries for every reference would make more than " +
-                                                       limitText());
+                return fail(
+                    offsetOf(step.object),
+                    "object " + std::to_string(step.object) +
+                        ": copying its shared arrays and dictionaries for every reference would make more than " +
+                        limitText());
             if (step.next == step.n) {
                 const std::uint64_t object = step.object, total = step.total;
                 expanded[object] = total;
@@ -279,8 +285,10 @@ private:
             sharedBefore_[w] = shared;
             for (std::size_t bit = 0; bit < 64 && w * 64 + bit < numObjects_; ++bit)
                 if (counts[w * 64 + bit] > 1) {
-                    if (isContainer(w * 64 + bit)) mayExpand_ = true;  // copied, not shared: never marked
-                    else sharedBits_[w] |= std::uint64_t{1} << bit;
+                    if (isContainer(w * 64 + bit))
+                        mayExpand_ = true;  // copied, not shared: never marked
+                    else
+                        sharedBits_[w] |= std::uint64_t{1} << bit;
                 }
             shared += bitsSet(sharedBits_[w]);
         }
@@ -306,14 +314,16 @@ private:
     }
 
     // Reads the element count that follows a marker; sets `payload` to where the elements start.
-    bool readCount(std::uint64_t object, std::uint64_t at, std::uint8_t marker, std::uint64_t& count, std::uint64_t& payload) {
+    bool readCount(std::uint64_t object, std::uint64_t at, std::uint8_t marker, std::uint64_t& count,
+                   std::uint64_t& payload) {
         std::uint8_t nibble = marker & 0x0F;
         if (nibble != 0x0F) {
             count = nibble;
             payload = at + 1;
             return true;
         }
-        if (at + 1 >= tableOffset_) return fail(at, "object " + std::to_string(object) + ": its length runs into the offset table");
+        if (at + 1 >= tableOffset_)
+            return fail(at, "object " + std::to_string(object) + ": its length runs into the offset table");
         std::uint8_t intMarker = data_[at + 1];
         if ((intMarker & 0xF0) != 0x10 || (intMarker & 0x0F) > 4)
             return fail(at + 1, "object " + std::to_string(object) + ": its length is not an integer object (marker " +
@@ -325,14 +335,17 @@ private:
         std::size_t used = width > 8 ? 8 : static_cast<std::size_t>(width);
         count = readBE(data_ + at + 2 + (width - used), used);
         if (count > static_cast<std::uint64_t>(INT64_MAX))
-            return fail(at + 1, "object " + std::to_string(object) + ": length " + std::to_string(count) + " is too large");
+            return fail(at + 1,
+                        "object " + std::to_string(object) + ": length " + std::to_string(count) + " is too large");
         payload = at + 2 + width;
         return true;
     }
 
     // True when `count` units of `unit` bytes starting at `payload` end inside the object area.
-    bool fits(std::uint64_t object, std::uint64_t at, std::uint64_t payload, std::uint64_t count, std::uint64_t unit, const char* what) {
-        if (payload <= tableOffset_ && count <= (tableOffset_ - payload) / unit && count <= kMaxBlobSize / 3) return true;  // UTF-16 may grow 3/2 in UTF-8
+    bool fits(std::uint64_t object, std::uint64_t at, std::uint64_t payload, std::uint64_t count, std::uint64_t unit,
+              const char* what) {
+        if (payload <= tableOffset_ && count <= (tableOffset_ - payload) / unit && count <= kMaxBlobSize / 3)
+            return true;  // UTF-16 may grow 3/2 in UTF-8
         return fail(at, "object " + std::to_string(object) + ": " + what + " of " + std::to_string(count) +
                             " elements runs past the end of the object area");
     }
@@ -352,7 +365,8 @@ private:
         switch (kind) {
         case 0x0:
             if (marker == 0x08 || marker == 0x09) return Value::boolean(marker == 0x09);
-            fail(at, where() + ": marker " + hex2(marker) + (marker == 0 ? " (null) is not a property-list value" : " is not valid"));
+            fail(at, where() + ": marker " + hex2(marker) +
+                         (marker == 0 ? " (null) is not a property-list value" : " is not valid"));
             return {};
         case 0x1: {
             if (low > 4) {
@@ -376,12 +390,14 @@ private:
             return {};
         case 0x4: {
             std::uint64_t count, payload;
-            if (!readCount(object, at, marker, count, payload) || !fits(object, at, payload, count, 1, "data")) return {};
+            if (!readCount(object, at, marker, count, payload) || !fits(object, at, payload, count, 1, "data"))
+                return {};
             return Value::data({data_ + payload, static_cast<std::size_t>(count)}, &arena_);
         }
         case 0x5: {
             std::uint64_t count, payload;
-            if (!readCount(object, at, marker, count, payload) || !fits(object, at, payload, count, 1, "a string")) return {};
+            if (!readCount(object, at, marker, count, payload) || !fits(object, at, payload, count, 1, "a string"))
+                return {};
             std::string_view text(reinterpret_cast<const char*>(data_ + payload), static_cast<std::size_t>(count));
             if (utf::isAscii(text)) return Value::string(text, &arena_);
             // Bytes above 0x7F in an "ASCII" string are Latin-1, as Apple's reader takes them.
@@ -392,7 +408,8 @@ private:
         }
         case 0x6: {
             std::uint64_t count, payload;
-            if (!readCount(object, at, marker, count, payload) || !fits(object, at, payload, count, 2, "a UTF-16 string"))
+            if (!readCount(object, at, marker, count, payload) ||
+                !fits(object, at, payload, count, 2, "a UTF-16 string"))
                 return {};
             std::string& text = scratch_;
             text.clear();
@@ -417,17 +434,22 @@ private:
             const char* what = kind == 0xD ? "a dictionary" : "an array";
             // A count whose references would not fit in 64 bits cannot fit in the file either.
             if (count > UINT64_MAX / refs / refSize_) {
-                fail(at, where() + ": " + what + " of " + std::to_string(count) + " elements runs past the end of the object area");
+                fail(at, where() + ": " + what + " of " + std::to_string(count) +
+                             " elements runs past the end of the object area");
                 return {};
             }
             if (!fits(object, at, payload, count * refs, refSize_, what)) return {};
             if (count > kMaxContainerSize) {
-                fail(at, where() + ": " + what + " of " + std::to_string(count) + " elements is more than a property list may hold");
+                fail(at, where() + ": " + what + " of " + std::to_string(count) +
+                             " elements is more than a property list may hold");
                 return {};
             }
             if (count > refBudget_) {
-                fail(at, where() + ": with shared arrays and dictionaries copied for every reference, the file would hold more than " +
-                             limitText());
+                fail(
+                    at,
+                    where() +
+                        ": with shared arrays and dictionaries copied for every reference, the file would hold more than " +
+                        limitText());
                 return {};
             }
             refBudget_ -= count;
@@ -449,7 +471,8 @@ private:
             return fail(from, "reference to object " + std::to_string(object) + ", but the file has only " +
                                   std::to_string(numObjects_) + " objects");
         const bool container = isContainer(object);
-        if (container && !setOnPath(object, true)) return fail(from, "object " + std::to_string(object) + " contains itself (a reference cycle)");
+        if (container && !setOnPath(object, true))
+            return fail(from, "object " + std::to_string(object) + " contains itself (a reference cycle)");
         Value* cached = container ? nullptr : sharedSlot(object);
         if (cached && !cached->isNull()) {
             out = *cached;
@@ -461,7 +484,8 @@ private:
         if (cached) *cached = v;
         if (container) {
             if (stack.size() >= kMaxDepth)
-                return fail(offsetOf(object), "arrays and dictionaries are nested more than " + std::to_string(kMaxDepth) + " deep");
+                return fail(offsetOf(object),
+                            "arrays and dictionaries are nested more than " + std::to_string(kMaxDepth) + " deep");
             stack.push_back(std::move(frame));
         }
         out = std::move(v);
@@ -501,7 +525,8 @@ private:
             if (keyObject < numObjects_) {
                 std::uint8_t marker = data_[offsetOf(keyObject)];
                 if ((marker >> 4) != 0x5 && (marker >> 4) != 0x6)
-                    return fail(keyRef, "dictionary key object " + std::to_string(keyObject) + " is not a string"), Value();
+                    return fail(keyRef, "dictionary key object " + std::to_string(keyObject) + " is not a string"),
+                           Value();
             }
             if (!resolve(keyRef, stack, key)) return {};
             if (f.count > kLinearKeyCheck && !f.keys) {
@@ -525,12 +550,12 @@ private:
     std::uint64_t offsetSize_ = 0, refSize_ = 0, numObjects_ = 0, topObject_ = 0, tableOffset_ = 0;
     bool mayExpand_ = false;  // some container is shared, or offsets alias one
     std::uint64_t expansionLimit_ = 0;
-    std::uint64_t refBudget_ = 0;  // container elements that may still be built
-    std::vector<std::uint64_t> sharedBits_;   // a bit per object: referenced more than once
-    std::vector<std::size_t> sharedBefore_;   // by word of sharedBits_: shared objects before it
-    std::vector<Value> sharedCache_;          // the shared scalars, once built
-    std::vector<std::uint64_t> onPath_;       // a bit per object: containers open from the root down
-    std::string scratch_;  // a UTF-16 string being converted
+    std::uint64_t refBudget_ = 0;            // container elements that may still be built
+    std::vector<std::uint64_t> sharedBits_;  // a bit per object: referenced more than once
+    std::vector<std::size_t> sharedBefore_;  // by word of sharedBits_: shared objects before it
+    std::vector<Value> sharedCache_;         // the shared scalars, once built
+    std::vector<std::uint64_t> onPath_;      // a bit per object: containers open from the root down
+    std::string scratch_;                    // a UTF-16 string being converted
     Arena arena_;
     ParseStatus status_;
 };

@@ -186,7 +186,9 @@ private:
     }
 
     // The slot a tag starts probing at: the tag scaled to the table's size.
-    std::size_t home(std::uint32_t tag) const { return static_cast<std::size_t>((std::uint64_t{tag} * slots_.size()) >> 32); }
+    std::size_t home(std::uint32_t tag) const {
+        return static_cast<std::size_t>((std::uint64_t{tag} * slots_.size()) >> 32);
+    }
     std::size_t next(std::size_t i) const { return i + 1 == slots_.size() ? 0 : i + 1; }
 
     void grow() {
@@ -249,7 +251,8 @@ public:
         if (std::string error = number(root); !error.empty()) return error;
         const std::uint64_t count = objects_.size();
         const unsigned refSize = byteCount(count);
-        const std::uint64_t tableOffset = 8 + objectBytes_ + refs_.size() * refSize;  // refs_.size(): references, not bytes
+        const std::uint64_t tableOffset =
+            8 + objectBytes_ + refs_.size() * refSize;  // refs_.size(): references, not bytes
         const unsigned offsetSize = byteCount(tableOffset);
 
         Output out(sink);
@@ -381,7 +384,8 @@ private:
         const auto candidate = static_cast<std::uint32_t>(objects_.size());
         if (isContainerItem(item)) {
             if (stack.size() >= kMaxDepth)
-                return "arrays and dictionaries are nested more than " + std::to_string(kMaxDepth) + " deep (or contain themselves)";
+                return "arrays and dictionaries are nested more than " + std::to_string(kMaxDepth) +
+                       " deep (or contain themselves)";
             const Value& container = item.value();
             const std::size_t n = childCount(container);
             objects_.push_back(item);
@@ -505,8 +509,8 @@ private:
 
     std::vector<Item> objects_;  // by object number
     ScalarTable scalars_{objects_};
-    PackedNumbers refs_;  // the children's numbers of every container, in object order
-    std::uint64_t objectBytes_ = 0;    // the objects' bytes apart from references
+    PackedNumbers refs_;             // the children's numbers of every container, in object order
+    std::uint64_t objectBytes_ = 0;  // the objects' bytes apart from references
 };
 
 }  // namespace

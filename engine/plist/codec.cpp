@@ -38,7 +38,8 @@ ParseStatus ParseStatus::atLine(std::uint64_t line, std::uint64_t offset, std::s
 namespace {
 bool startsWith(std::span<const std::uint8_t> bytes, std::string_view prefix) {
     return bytes.size() >= prefix.size() &&
-           std::equal(prefix.begin(), prefix.end(), bytes.begin(), [](char p, std::uint8_t b) { return static_cast<std::uint8_t>(p) == b; });
+           std::equal(prefix.begin(), prefix.end(), bytes.begin(),
+                      [](char p, std::uint8_t b) { return static_cast<std::uint8_t>(p) == b; });
 }
 }  // namespace
 
@@ -49,7 +50,8 @@ Format detectFormat(std::span<const std::uint8_t> bytes) {
     if (startsWith(bytes, "\xEF\xBB\xBF") || startsWith(bytes, "\xFE\xFF") || startsWith(bytes, "\xFF\xFE") ||
         (bytes.size() >= 2 && (bytes[0] == 0 || bytes[1] == 0)))
         return Format::Xml;
-    auto it = std::find_if(bytes.begin(), bytes.end(), [](std::uint8_t c) { return c != ' ' && c != '\t' && c != '\r' && c != '\n'; });
+    auto it = std::find_if(bytes.begin(), bytes.end(),
+                           [](std::uint8_t c) { return c != ' ' && c != '\t' && c != '\r' && c != '\n'; });
     if (it == bytes.end()) return Format::Unknown;
     auto rest = bytes.subspan(static_cast<std::size_t>(it - bytes.begin()));
     // "<" opens both an XML tag and OpenStep data ("<0fab>", "<dead beef>"); only a declaration,
@@ -59,8 +61,8 @@ Format detectFormat(std::span<const std::uint8_t> bytes) {
         std::size_t n = 1;
         while (n < rest.size() && ((rest[n] >= 'a' && rest[n] <= 'z') || (rest[n] >= 'A' && rest[n] <= 'Z'))) ++n;
         std::string_view name(reinterpret_cast<const char*>(rest.data()) + 1, n - 1);
-        static constexpr std::string_view kTags[] = {"plist", "dict", "array", "string", "key", "data",
-                                                     "date", "integer", "real", "true", "false"};
+        static constexpr std::string_view kTags[] = {"plist", "dict",    "array", "string", "key",  "data",
+                                                     "date",  "integer", "real",  "true",   "false"};
         bool ends = n == rest.size() || rest[n] == '>' || rest[n] == '/' || rest[n] == ' ' || rest[n] == '\t' ||
                     rest[n] == '\r' || rest[n] == '\n';
         if (ends && std::find(std::begin(kTags), std::end(kTags), name) != std::end(kTags)) return Format::Xml;

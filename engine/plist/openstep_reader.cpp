@@ -82,7 +82,8 @@ int hexValue(std::uint8_t c) {
 // True when `s` ends with the WTF-8 encoding of a high surrogate (ED A0..AF xx).
 bool endsWithHighSurrogate(const std::string& s) {
     const std::size_t n = s.size();
-    return n >= 3 && static_cast<std::uint8_t>(s[n - 3]) == 0xED && (static_cast<std::uint8_t>(s[n - 2]) & 0xF0) == 0xA0;
+    return n >= 3 && static_cast<std::uint8_t>(s[n - 3]) == 0xED &&
+           (static_cast<std::uint8_t>(s[n - 2]) & 0xF0) == 0xA0;
 }
 
 // Appends one UTF-16 code unit. A low surrogate right after a high one becomes the pair's
@@ -169,7 +170,7 @@ struct Frame {
     Kind kind;
     std::size_t open;  // offset of '(' or '{'
     Value container;
-    Value key;  // a dictionary's key whose value is being read
+    Value key;                        // a dictionary's key whose value is being read
     std::unique_ptr<KeyIndex> index;  // only for dictionaries of more than kIndexAbove entries
 };
 
@@ -177,7 +178,8 @@ class Parser {
 public:
     // `text` is valid WTF-8. Offsets in messages are mapped back to the input's bytes: `prefix`
     // bytes of byte-order mark, and two bytes per UTF-16 unit when `utf16`.
-    Parser(std::string_view text, std::size_t prefix, bool utf16) : t_(text), n_(text.size()), prefix_(prefix), utf16_(utf16) {}
+    Parser(std::string_view text, std::size_t prefix, bool utf16)
+        : t_(text), n_(text.size()), prefix_(prefix), utf16_(utf16) {}
 
     ReadResult run();
     // A failed result for a problem found before parsing (`offset` into the text).
@@ -225,7 +227,8 @@ ReadResult Parser::failure(std::size_t offset, std::string message) {
 
 ReadResult Parser::run() {
     Value root;
-    bool ok = skipBlanks() && (pos_ < n_ || fail(n_, "no property list: the text is empty")) && parse(root, false) && skipBlanks();
+    bool ok = skipBlanks() && (pos_ < n_ || fail(n_, "no property list: the text is empty")) && parse(root, false) &&
+              skipBlanks();
     if (ok && pos_ < n_) {
         if (root.isString()) {
             // A string followed by more: the text is a .strings file, read again from the start.
@@ -262,7 +265,8 @@ bool Parser::parse(Value& result, bool asStrings) {
                 if (frames_.empty()) return fail(n_, "no property list: the text is empty");
                 const Frame& f = frames_.back();
                 if (f.kind == Frame::Kind::Array)
-                    return fail(n_, "unterminated array started on " + lineOf(f.open) + ": the text ends where an element should be");
+                    return fail(n_, "unterminated array started on " + lineOf(f.open) +
+                                        ": the text ends where an element should be");
                 return fail(n_, "the text ends where the value of key " + quoteKey(f.key) + " should be");
             }
             const std::uint8_t c = at(pos_);
@@ -306,7 +310,9 @@ bool Parser::parse(Value& result, bool asStrings) {
         }
         case State::ArrayNext: {
             if (!skipBlanks()) return false;
-            if (pos_ >= n_) return fail(n_, "unterminated array started on " + lineOf(frames_.back().open) + ": expected ',' or ')'");
+            if (pos_ >= n_)
+                return fail(n_,
+                            "unterminated array started on " + lineOf(frames_.back().open) + ": expected ',' or ')'");
             const std::uint8_t c = at(pos_);
             if (c == ')') {
                 ++pos_;
@@ -329,7 +335,8 @@ bool Parser::parse(Value& result, bool asStrings) {
             Frame& f = frames_.back();
             const bool strings = f.kind == Frame::Kind::Strings;
             if (pos_ >= n_) {
-                if (!strings) return fail(n_, "unterminated dictionary started on " + lineOf(f.open) + ": expected a key or '}'");
+                if (!strings)
+                    return fail(n_, "unterminated dictionary started on " + lineOf(f.open) + ": expected a key or '}'");
                 v = pop();
                 break;
             }
@@ -345,7 +352,8 @@ bool Parser::parse(Value& result, bool asStrings) {
             } else if (is(c, kUnquoted)) {
                 key = parseUnquoted();
             } else {
-                return fail(pos_, "unexpected " + describeAt(pos_) + (strings ? " where a key should be" : " where a key or '}' should be"));
+                return fail(pos_, "unexpected " + describeAt(pos_) +
+                                      (strings ? " where a key should be" : " where a key or '}' should be"));
             }
             if (!skipBlanks()) return false;
             if (pos_ < n_ && at(pos_) == '=') {
@@ -359,7 +367,8 @@ bool Parser::parse(Value& result, bool asStrings) {
                 insert(f, key, key);
                 continue;
             }
-            return fail(pos_, "expected '=' or ';' after key " + quoteKey(key) + (pos_ < n_ ? ", found " + describeAt(pos_) : ""));
+            return fail(pos_, "expected '=' or ';' after key " + quoteKey(key) +
+                                  (pos_ < n_ ? ", found " + describeAt(pos_) : ""));
         }
         case State::DictNext: {
             if (!skipBlanks()) return false;
@@ -377,7 +386,8 @@ bool Parser::parse(Value& result, bool asStrings) {
             return true;
         }
         Frame& f = frames_.back();
-        const std::size_t held = f.kind == Frame::Kind::Array ? f.container.asArray()->size() : f.container.asDictionary()->size();
+        const std::size_t held =
+            f.kind == Frame::Kind::Array ? f.container.asArray()->size() : f.container.asDictionary()->size();
         if (held == kMaxContainerSize) return fail(f.open, "more elements than a property list may hold");
         if (f.kind == Frame::Kind::Array) {
             f.container.asArray()->append(std::move(v));
@@ -392,7 +402,9 @@ bool Parser::parse(Value& result, bool asStrings) {
 bool Parser::push(Frame::Kind kind) {
     if (frames_.size() >= kMaxDepth)
         return fail(pos_, "too many nested arrays or dictionaries (more than " + std::to_string(kMaxDepth) + ")");
-    frames_.push_back(Frame{kind, pos_, kind == Frame::Kind::Array ? Value::array(0, &arena_) : Value::dictionary(0, &arena_), Value(), nullptr});
+    frames_.push_back(Frame{kind, pos_,
+                            kind == Frame::Kind::Array ? Value::array(0, &arena_) : Value::dictionary(0, &arena_),
+                            Value(), nullptr});
     return true;
 }
 
@@ -423,7 +435,6 @@ void Parser::insert(Frame& f, const Value& key, Value value) {
     }
     d.appendUnchecked(Key(key), std::move(value));
     if (entries.size() == kIndexAbove) f.index = std::make_unique<KeyIndex>();  // filled on first use
-
 }
 
 bool Parser::skipBlanks() {
@@ -431,7 +442,8 @@ bool Parser::skipBlanks() {
         const std::uint8_t c = at(pos_);
         if (is(c, kBlank)) {
             ++pos_;
-        } else if (c == 0xE2 && pos_ + 2 < n_ && at(pos_ + 1) == 0x80 && (at(pos_ + 2) == 0xA8 || at(pos_ + 2) == 0xA9)) {
+        } else if (c == 0xE2 && pos_ + 2 < n_ && at(pos_ + 1) == 0x80 &&
+                   (at(pos_ + 2) == 0xA8 || at(pos_ + 2) == 0xA9)) {
             pos_ += 3;  // U+2028, U+2029
         } else if (c == '/' && pos_ + 1 < n_ && at(pos_ + 1) == '/') {
             pos_ += 2;  // to the end of the line; the line break itself is a blank
@@ -507,15 +519,24 @@ bool Parser::parseQuoted(Value& out) {
         case 'U': {  // one UTF-16 unit in 1-4 hex digits
             std::uint32_t unit = 0;
             int digits = 0;
-            for (; digits < 4 && pos_ < n_ && is(at(pos_), kHex); ++digits) unit = unit * 16 + static_cast<std::uint32_t>(hexValue(at(pos_++)));
+            for (; digits < 4 && pos_ < n_ && is(at(pos_), kHex); ++digits)
+                unit = unit * 16 + static_cast<std::uint32_t>(hexValue(at(pos_++)));
             if (digits == 0) return fail(escape, "\\U escape without hex digits in a quoted string");
             appendUnit(s, unit);
             break;
         }
-        case '0': case '1': case '2': case '3': case '4': case '5': case '6': case '7': {
+        case '0':
+        case '1':
+        case '2':
+        case '3':
+        case '4':
+        case '5':
+        case '6':
+        case '7': {
             // 1-3 octal digits: a byte of the NeXTSTEP encoding (CF keeps the low 8 bits).
             std::uint32_t b = c - '0';
-            for (int k = 0; k < 2 && pos_ < n_ && at(pos_) >= '0' && at(pos_) <= '7'; ++k) b = b * 8 + (at(pos_++) - '0');
+            for (int k = 0; k < 2 && pos_ < n_ && at(pos_) >= '0' && at(pos_) <= '7'; ++k)
+                b = b * 8 + (at(pos_++) - '0');
             b &= 0xFF;
             utf::appendCodePoint(s, b < 0x80 ? b : kNextStepHigh[b - 0x80]);
             break;
@@ -616,7 +637,8 @@ std::string Parser::quoteKey(const Value& key) {
         }
     }
     if (i < k.size()) {
-        while (!out.empty() && (static_cast<std::uint8_t>(out.back()) & 0xC0) == 0x80) out.pop_back();  // a cut sequence
+        while (!out.empty() && (static_cast<std::uint8_t>(out.back()) & 0xC0) == 0x80)
+            out.pop_back();  // a cut sequence
         if (!out.empty() && static_cast<std::uint8_t>(out.back()) >= 0xC0) out.pop_back();
         out += "...";
     }

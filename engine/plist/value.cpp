@@ -170,7 +170,8 @@ Value Value::boolean(bool b) {
 }
 
 Value Value::integer(std::int64_t i) {
-    if (i < kInlineIntMin || i > kInlineIntMax) return fromHeap(makeBox(Type::Integer, static_cast<std::uint64_t>(i)), kBox);
+    if (i < kInlineIntMin || i > kInlineIntMax)
+        return fromHeap(makeBox(Type::Integer, static_cast<std::uint64_t>(i)), kBox);
     Value v;
     v.w_ = (static_cast<std::uint64_t>(i) << 3) | kInt;
     return v;
@@ -208,18 +209,21 @@ Value Value::dictionary(std::size_t capacity, Arena* arena) {
 
 std::uint64_t Value::asUInt64() const {
     if (tag() == kInt) return static_cast<std::uint64_t>(static_cast<std::int64_t>(w_) >> 3);
-    if (tag() == kBox && static_cast<const Box*>(heap())->type == Type::Integer) return static_cast<const Box*>(heap())->u;
+    if (tag() == kBox && static_cast<const Box*>(heap())->type == Type::Integer)
+        return static_cast<const Box*>(heap())->u;
     return 0;
 }
 
 bool Value::isBigUnsigned() const { return tag() == kBox && static_cast<const Box*>(heap())->big; }
 
 double Value::asReal() const {
-    return tag() == kBox && static_cast<const Box*>(heap())->type == Type::Real ? static_cast<const Box*>(heap())->d : 0.0;
+    return tag() == kBox && static_cast<const Box*>(heap())->type == Type::Real ? static_cast<const Box*>(heap())->d
+                                                                                : 0.0;
 }
 
 double Value::asDate() const {
-    return tag() == kBox && static_cast<const Box*>(heap())->type == Type::Date ? static_cast<const Box*>(heap())->d : 0.0;
+    return tag() == kBox && static_cast<const Box*>(heap())->type == Type::Date ? static_cast<const Box*>(heap())->d
+                                                                                : 0.0;
 }
 
 std::uint64_t Value::asUid() const {
@@ -293,7 +297,9 @@ Key& Key::operator=(Key&& other) noexcept {
 
 Key::~Key() { releaseString(rep_); }
 
-std::string_view Key::asString() const { return rep_ ? std::string_view(rep_->bytes(), rep_->size) : std::string_view(); }
+std::string_view Key::asString() const {
+    return rep_ ? std::string_view(rep_->bytes(), rep_->size) : std::string_view();
+}
 
 const detail::Counted* Key::rep() const { return rep_; }
 

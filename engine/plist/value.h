@@ -86,7 +86,8 @@ public:
     static Value dictionary(std::size_t capacity = 0, Arena* arena = nullptr);
 
     Type type() const {
-        static constexpr Type kTypes[] = {Type::Null, Type::String, Type::Data, Type::Array, Type::Dictionary, Type::Null, Type::Integer, Type::Null};
+        static constexpr Type kTypes[] = {Type::Null,       Type::String, Type::Data,    Type::Array,
+                                          Type::Dictionary, Type::Null,   Type::Integer, Type::Null};
         if (tag() == kBox) return boxedType();
         if (tag() == kSmall) return (w_ & kSmallUid) ? Type::Uid : Type::Boolean;
         return kTypes[tag()];
@@ -98,8 +99,10 @@ public:
 
     // Accessors answer a neutral value (false, 0, empty) when the type does not match.
     bool asBool() const { return (w_ & 0xF) == kSmall && (w_ & 0x10); }
-    std::int64_t asInt64() const { return static_cast<std::int64_t>(asUInt64()); }  // unsigned values above INT64_MAX wrap
-    std::uint64_t asUInt64() const;                                                  // the integer's 64-bit pattern
+    std::int64_t asInt64() const {
+        return static_cast<std::int64_t>(asUInt64());
+    }                                // unsigned values above INT64_MAX wrap
+    std::uint64_t asUInt64() const;  // the integer's 64-bit pattern
     bool isBigUnsigned() const;
     double asReal() const;
     double asDate() const;
@@ -117,7 +120,9 @@ public:
 
     // The container this value refers to, or nullptr for any other type.
     Array* asArray() const { return isArray() ? reinterpret_cast<Array*>(w_ & ~kTagMask) : nullptr; }
-    Dictionary* asDictionary() const { return isDictionary() ? reinterpret_cast<Dictionary*>(w_ & ~kTagMask) : nullptr; }
+    Dictionary* asDictionary() const {
+        return isDictionary() ? reinterpret_cast<Dictionary*>(w_ & ~kTagMask) : nullptr;
+    }
 
     // True when both refer to the very same heap object (or are equal scalars).
     bool isSameObject(const Value& other) const;
@@ -295,7 +300,8 @@ Elements<T>::~Elements() {
 
 template <class T>
 void Elements<T>::grow(std::size_t atLeast) {
-    if (atLeast > kMaxContainerSize) throw std::length_error("a property-list container is limited to 2^31 - 1 elements");
+    if (atLeast > kMaxContainerSize)
+        throw std::length_error("a property-list container is limited to 2^31 - 1 elements");
     std::size_t wanted = capacity() < 4 ? 4 : capacity() * 2;
     if (wanted < atLeast) wanted = atLeast;
     if (wanted > kMaxContainerSize) wanted = kMaxContainerSize;

@@ -55,8 +55,10 @@ std::uint64_t lineAt(std::string_view text, std::size_t offset) {
     if (offset > text.size()) offset = text.size();
     std::uint64_t line = 1;
     for (std::size_t i = 0; i < offset; ++i) {
-        if (text[i] == '\n') ++line;
-        else if (text[i] == '\r' && (i + 1 >= text.size() || text[i + 1] != '\n')) ++line;
+        if (text[i] == '\n')
+            ++line;
+        else if (text[i] == '\r' && (i + 1 >= text.size() || text[i + 1] != '\n'))
+            ++line;
     }
     return line;
 }
@@ -173,10 +175,10 @@ std::string_view declaredEncoding(std::string_view t, std::size_t& offset) {
 
 // The document as UTF-8 text to parse.
 struct Decoded {
-    std::string_view text;       // what the parser reads
-    std::string storage;         // the converted text, when the input was not UTF-8
-    std::size_t base = 0;        // added to offsets of `text` to get file offsets (a skipped BOM)
-    bool converted = false;      // `text` is `storage`, made by a conversion (so well-formed)
+    std::string_view text;           // what the parser reads
+    std::string storage;             // the converted text, when the input was not UTF-8
+    std::size_t base = 0;            // added to offsets of `text` to get file offsets (a skipped BOM)
+    bool converted = false;          // `text` is `storage`, made by a conversion (so well-formed)
     bool mayHoldSurrogates = false;  // converted from UTF-16/32: unpaired surrogates possible
 };
 
@@ -188,12 +190,13 @@ void decodeUtf32(std::span<const std::uint8_t> bytes, bool bigEndian, Decoded& d
     d.storage.reserve(units);
     for (std::size_t i = 0; i < units; ++i) {
         const std::uint8_t* p = bytes.data() + 4 * i;
-        std::uint32_t cp = bigEndian ? (std::uint32_t(p[0]) << 24 | std::uint32_t(p[1]) << 16 | std::uint32_t(p[2]) << 8 | p[3])
-                                     : (std::uint32_t(p[3]) << 24 | std::uint32_t(p[2]) << 16 | std::uint32_t(p[1]) << 8 | p[0]);
+        std::uint32_t cp =
+            bigEndian ? (std::uint32_t(p[0]) << 24 | std::uint32_t(p[1]) << 16 | std::uint32_t(p[2]) << 8 | p[3])
+                      : (std::uint32_t(p[3]) << 24 | std::uint32_t(p[2]) << 16 | std::uint32_t(p[1]) << 8 | p[0]);
         if (cp > 0x10FFFF) {
             d.text = d.storage;
-            fail(d.storage.size(), "the UTF-32 text holds the value " + std::to_string(cp) +
-                                       ", which is not a Unicode character");
+            fail(d.storage.size(),
+                 "the UTF-32 text holds the value " + std::to_string(cp) + ", which is not a Unicode character");
         }
         utf::appendCodePoint(d.storage, cp);
         if (cp >= 0xD800 && cp <= 0xDFFF) d.mayHoldSurrogates = true;
@@ -332,10 +335,14 @@ Value parseInteger(std::string_view s, std::size_t offset) {
     for (; i < s.size(); ++i) {
         char c = s[i];
         unsigned digit;
-        if (c >= '0' && c <= '9') digit = unsigned(c - '0');
-        else if (base == 16 && c >= 'a' && c <= 'f') digit = unsigned(c - 'a' + 10);
-        else if (base == 16 && c >= 'A' && c <= 'F') digit = unsigned(c - 'A' + 10);
-        else break;
+        if (c >= '0' && c <= '9')
+            digit = unsigned(c - '0');
+        else if (base == 16 && c >= 'a' && c <= 'f')
+            digit = unsigned(c - 'a' + 10);
+        else if (base == 16 && c >= 'A' && c <= 'F')
+            digit = unsigned(c - 'A' + 10);
+        else
+            break;
         if (magnitude > (std::numeric_limits<std::uint64_t>::max() - digit) / base) overflow = true;
         magnitude = magnitude * base + digit;
     }
@@ -348,10 +355,10 @@ Value parseInteger(std::string_view s, std::size_t offset) {
     }
     if (i == digitsStart) fail(offset, "integer " + quoted(s) + " has no digits");
     const std::uint64_t limit = std::uint64_t(1) << 63;
-    if (overflow || (negative && magnitude > limit))
-        fail(offset, "integer " + snippet(s) + " does not fit in 64 bits");
-    if (negative) return Value::integer(magnitude == limit ? std::numeric_limits<std::int64_t>::min()
-                                                           : -static_cast<std::int64_t>(magnitude));
+    if (overflow || (negative && magnitude > limit)) fail(offset, "integer " + snippet(s) + " does not fit in 64 bits");
+    if (negative)
+        return Value::integer(magnitude == limit ? std::numeric_limits<std::int64_t>::min()
+                                                 : -static_cast<std::int64_t>(magnitude));
     return Value::unsignedInteger(magnitude);
 }
 
@@ -365,7 +372,8 @@ Value parseReal(std::string_view s, std::size_t offset) {
     }
     if (equalsIgnoringCase(body, "nan")) return Value::real(std::numeric_limits<double>::quiet_NaN());
     if (equalsIgnoringCase(body, "inf") || equalsIgnoringCase(body, "infinity"))
-        return Value::real(negative ? -std::numeric_limits<double>::infinity() : std::numeric_limits<double>::infinity());
+        return Value::real(negative ? -std::numeric_limits<double>::infinity()
+                                    : std::numeric_limits<double>::infinity());
     // from_chars takes no '+'; a '-' it reads itself.
     const char* first = s.data() + (s[0] == '+' ? 1 : 0);
     const char* last = s.data() + s.size();
@@ -547,16 +555,19 @@ constexpr std::size_t kInternLimit = 256;
 // the container is made once, at its end tag, with its exact size.
 struct Frame {
     bool isDict;
-    bool haveKey = false;    // dictionaries: the last item is a key waiting for its value
-    std::size_t first;       // where its items start on the item stack
-    std::size_t offset;      // of the start tag
+    bool haveKey = false;  // dictionaries: the last item is a key waiting for its value
+    std::size_t first;     // where its items start on the item stack
+    std::size_t offset;    // of the start tag
     std::unique_ptr<std::unordered_map<std::string_view, std::size_t>> index;  // key -> item position
 };
 
 class Reader {
 public:
     explicit Reader(const Decoded& d)
-        : doc_(d.text), b_(d.text.data()), p_(d.text.data()), e_(d.text.data() + d.text.size()),
+        : doc_(d.text),
+          b_(d.text.data()),
+          p_(d.text.data()),
+          e_(d.text.data() + d.text.size()),
           mayHoldSurrogates_(d.mayHoldSurrogates) {}
 
     Value run();
@@ -571,7 +582,9 @@ private:
         std::size_t i = doc_.find(s, at(from));
         return i == std::string_view::npos ? nullptr : b_ + i;
     }
-    std::string startedOn(std::size_t offset) const { return " started on line " + std::to_string(lineAt(doc_, offset)); }
+    std::string startedOn(std::size_t offset) const {
+        return " started on line " + std::to_string(lineAt(doc_, offset));
+    }
 
     void skipMisc(bool prolog, std::string_view where);
     // skipMisc for the common case: blank space, then a tag that is no comment or instruction.
@@ -668,7 +681,8 @@ StartTag Reader::readStartTag() {
     st.name = std::string_view(p_ + 1, static_cast<std::size_t>(q - p_ - 1));
     if (st.name.empty()) fail(st.offset, "'<' is not followed by an element name");
     if (st.name[0] == '!') {
-        if (startsWith(p_, "<![CDATA[")) fail(st.offset, "a CDATA section is only allowed inside <string>, <key> or other text");
+        if (startsWith(p_, "<![CDATA["))
+            fail(st.offset, "a CDATA section is only allowed inside <string>, <key> or other text");
         if (startsWith(p_, "<!DOCTYPE")) fail(st.offset, "<!DOCTYPE is only allowed before the first element");
         if (startsWith(p_, "<!ENTITY")) fail(st.offset, "entity declarations are not allowed");
         fail(st.offset, "unexpected markup <" + snippet(st.name) + ">");
@@ -703,7 +717,8 @@ std::string_view Reader::readEndTag(std::size_t& offset) {
 void Reader::expectEndTag(const StartTag& st) {
     if (endTagFollows(st.name)) return;
     if (p_ >= e_) fail(here(), "unterminated <" + std::string(st.name) + ">" + startedOn(st.offset));
-    if (!startsWith(p_, "</")) fail(here(), std::string("<").append(st.name).append("> must be empty or closed at once"));
+    if (!startsWith(p_, "</"))
+        fail(here(), std::string("<").append(st.name).append("> must be empty or closed at once"));
     std::size_t offset;
     std::string_view name = readEndTag(offset);
     if (name != st.name)
@@ -717,11 +732,16 @@ const char* Reader::decodeEntity(const char* amp) {
     const char* semi = static_cast<const char*>(std::memchr(amp, ';', static_cast<std::size_t>(limit - amp)));
     if (!semi) fail(at(amp), "'&' does not start an entity such as &amp; (write & as &amp;)");
     std::string_view name(amp + 1, static_cast<std::size_t>(semi - amp - 1));
-    if (name == "lt") scratch_.push_back('<');
-    else if (name == "gt") scratch_.push_back('>');
-    else if (name == "amp") scratch_.push_back('&');
-    else if (name == "apos") scratch_.push_back('\'');
-    else if (name == "quot") scratch_.push_back('"');
+    if (name == "lt")
+        scratch_.push_back('<');
+    else if (name == "gt")
+        scratch_.push_back('>');
+    else if (name == "amp")
+        scratch_.push_back('&');
+    else if (name == "apos")
+        scratch_.push_back('\'');
+    else if (name == "quot")
+        scratch_.push_back('"');
     else if (name.size() >= 2 && name[0] == '#') {
         bool hex = name[1] == 'x';
         std::string_view digits = name.substr(hex ? 2 : 1);
@@ -729,9 +749,12 @@ const char* Reader::decodeEntity(const char* amp) {
         bool okDigits = !digits.empty();
         for (char c : digits) {
             unsigned d;
-            if (c >= '0' && c <= '9') d = unsigned(c - '0');
-            else if (hex && c >= 'a' && c <= 'f') d = unsigned(c - 'a' + 10);
-            else if (hex && c >= 'A' && c <= 'F') d = unsigned(c - 'A' + 10);
+            if (c >= '0' && c <= '9')
+                d = unsigned(c - '0');
+            else if (hex && c >= 'a' && c <= 'f')
+                d = unsigned(c - 'a' + 10);
+            else if (hex && c >= 'A' && c <= 'F')
+                d = unsigned(c - 'A' + 10);
             else {
                 okDigits = false;
                 break;
@@ -796,8 +819,8 @@ std::string_view Reader::readText(const StartTag& st) {
         p_ = lt;
         if (startsWith(lt, "<!--")) fail(at(lt), "a comment is not allowed inside <" + std::string(st.name) + ">");
         StartTag inner = readStartTag();
-        fail(inner.offset, "unexpected <" + snippet(inner.name) + "> inside <" + std::string(st.name) +
-                               ">, which holds only text");
+        fail(inner.offset,
+             "unexpected <" + snippet(inner.name) + "> inside <" + std::string(st.name) + ">, which holds only text");
     }
 }
 
@@ -865,7 +888,8 @@ Value Reader::close(const Frame& f) {
     } else {
         result = Value::dictionary(n / 2, &arena_);
         Dictionary* d = result.asDictionary();
-        for (std::size_t i = f.first; i < items_.size(); i += 2) d->appendUnchecked(Key(items_[i]), std::move(items_[i + 1]));
+        for (std::size_t i = f.first; i < items_.size(); i += 2)
+            d->appendUnchecked(Key(items_[i]), std::move(items_[i + 1]));
     }
     items_.erase(begin, items_.end());
     return result;
@@ -878,8 +902,7 @@ Value Reader::parseElement(StartTag st) {
         bool complete = true;
         if (!stack_.empty() && stack_.back().isDict && !stack_.back().haveKey) {
             Frame& top = stack_.back();
-            if (st.tag != Tag::Key)
-                fail(st.offset, "expected <key> in <dict>, found <" + snippet(st.name) + ">");
+            if (st.tag != Tag::Key) fail(st.offset, "expected <key> in <dict>, found <" + snippet(st.name) + ">");
             items_.push_back(internKey(readText(st)));
             top.haveKey = true;
             complete = false;
@@ -887,7 +910,8 @@ Value Reader::parseElement(StartTag st) {
             switch (st.tag) {
             case Tag::Array:
             case Tag::Dict: {
-                if (stack_.size() >= kMaxDepth) fail(st.offset, "too many nested arrays or dictionaries (more than 512)");
+                if (stack_.size() >= kMaxDepth)
+                    fail(st.offset, "too many nested arrays or dictionaries (more than 512)");
                 if (st.empty) {
                     v = st.tag == Tag::Array ? Value::array() : Value::dictionary();
                     break;
@@ -925,10 +949,8 @@ Value Reader::parseElement(StartTag st) {
                 if (!st.empty) expectEndTag(st);
                 v = Value::boolean(st.tag == Tag::True);
                 break;
-            case Tag::Plist:
-                fail(st.offset, "<plist> is only allowed as the outermost element");
-            case Tag::Unknown:
-                fail(st.offset, "unknown element <" + snippet(st.name) + ">");
+            case Tag::Plist: fail(st.offset, "<plist> is only allowed as the outermost element");
+            case Tag::Unknown: fail(st.offset, "unknown element <" + snippet(st.name) + ">");
             }
         }
         // Hand finished values up, closing the containers whose end tags follow, until the next
@@ -943,7 +965,9 @@ Value Reader::parseElement(StartTag st) {
             const std::string_view name = top.isDict ? "dict" : "array";
             skipBetween(top.isDict ? std::string_view("<dict>") : std::string_view("<array>"));
             if (endTagFollows(name)) {
-                if (top.haveKey) fail(here() - name.size() - 3, "key " + quoted(items_.back().asString()) + " in <dict> has no value");
+                if (top.haveKey)
+                    fail(here() - name.size() - 3,
+                         "key " + quoted(items_.back().asString()) + " in <dict> has no value");
                 v = close(top);
                 stack_.pop_back();
                 complete = true;
@@ -956,8 +980,7 @@ Value Reader::parseElement(StartTag st) {
                 if (end != name)
                     fail(offset, "expected </" + std::string(name) + "> to close <" + std::string(name) + ">" +
                                      startedOn(top.offset) + ", found </" + snippet(end) + ">");
-                if (top.haveKey)
-                    fail(offset, "key " + quoted(items_.back().asString()) + " in <dict> has no value");
+                if (top.haveKey) fail(offset, "key " + quoted(items_.back().asString()) + " in <dict> has no value");
                 v = close(top);
                 stack_.pop_back();
                 complete = true;
@@ -1004,8 +1027,9 @@ ReadResult readXml(std::span<const std::uint8_t> bytes) {
         result.value = reader.run();
     } catch (const Failure& f) {
         result.value = Value();
-        std::string_view text = decoded.text.data() ? decoded.text
-                                                    : std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+        std::string_view text = decoded.text.data()
+                                    ? decoded.text
+                                    : std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size());
         result.status = ParseStatus::atLine(lineAt(text, f.offset), f.offset + decoded.base, f.message);
     }
     return result;

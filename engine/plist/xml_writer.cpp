@@ -90,9 +90,9 @@ public:
 
 private:
     struct Frame {
-        const Array* array;      // exactly one of array, dict
+        const Array* array;  // exactly one of array, dict
         const Dictionary* dict;
-        std::size_t next;        // the child to write next
+        std::size_t next;  // the child to write next
     };
 
     void put(std::string_view s) {
@@ -313,18 +313,14 @@ bool Writer::value(const Value& v, std::size_t depth) {
         put("</real>\n");
         return true;
     }
-    case Type::Date:
-        indent(depth);
-        return date(v.asDate());
+    case Type::Date: indent(depth); return date(v.asDate());
     case Type::String:
         indent(depth);
         out_->append("<string>");
         if (!text(v.asString(), "string")) return false;
         put("</string>\n");
         return true;
-    case Type::Data:
-        indent(depth);
-        return data(v.asData(), depth);
+    case Type::Data: indent(depth); return data(v.asData(), depth);
     case Type::Uid: {
         if (stack_.size() >= kMaxDepth) break;
         auto r = std::to_chars(buf, buf + sizeof buf, v.asUid());
