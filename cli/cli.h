@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "orvane.h"
+#include "job/error_codes.h"
 #include "plist/codec.h"
 
 namespace orvane::cli {

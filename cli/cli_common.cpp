@@ -3,7 +3,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "atomic_file.h"
+#include "files/atomic_file.h"
+#include "stores/safari/bookmarks_plist.h"
 #include "cli.h"
 #include "plist/utf.h"
 
@@ -34,13 +35,7 @@ plist::ReadResult readPropertyListFile(std::string_view path, std::string& why) 
         return failed;
     }
     plist::ReadResult result = plist::readPropertyList(bytes);
-    if (!result) {
-        std::string name = path == "-" ? "standard input" : std::string(path);
-        std::string kind = result.format == plist::Format::Unknown
-                               ? "property list"
-                               : std::string(plist::formatName(result.format)) + " property list";
-        why = name + ": not a valid " + kind + ": " + result.status.description();
-    }
+    if (!result) why = safari::readFailure(path == "-" ? "standard input" : path, result);
     return result;
 }
 

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "atomic_file.h"
+#include "files/atomic_file.h"
 #include "cli.h"
 
 namespace orvane::cli {

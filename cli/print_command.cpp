@@ -3,9 +3,10 @@
 #include <string>
 #include <vector>
 
-#include "bookmark_keys.h"
 #include "cli.h"
-#include "orvane.h"
+#include "plist/coerce.h"
+#include "stores/safari/safari_keys.h"
+#include "stores/safari/safari_nodes.h"
 
 namespace orvane::cli {
 namespace {
@@ -31,30 +32,30 @@ struct Counts {
 };
 
 // The text of one line of the outline, without its indentation.
-std::string describe(const Orvane& engine, const plist::Value& node, bool atRoot, Counts& counts) {
-    plist::Value titleValue = engine.titleFromBookmarkNode(node);
+std::string describe(const plist::Value& node, bool atRoot, Counts& counts) {
+    plist::Value titleValue = safari::titleOf(node);
     std::string title = titleValue.isString() ? printable(titleValue.asString()) : std::string();
     const plist::Dictionary* d = node.asDictionary();
-    const plist::Value* hidden = d ? d->find(keys::ShouldOmitFromUI) : nullptr;
-    switch (engine.typeFromBookmarkNode(node)) {
-    case BookmarkNodeTypeLeaf: {
+    const plist::Value* hidden = d ? d->find(safari::keys::ShouldOmitFromUI) : nullptr;
+    switch (safari::kindOf(node)) {
+    case NodeKind::Bookmark: {
         ++counts.bookmarks;
-        std::string url = printable(stringAt(node, keys::URLString));
+        std::string url = printable(stringAt(node, safari::keys::URLString));
         return (title.empty() ? "(untitled)" : title) + "  <" + url + ">";
     }
-    case BookmarkNodeTypeList: {
+    case NodeKind::Folder: {
         ++counts.folders;
         std::string name = title.empty() ? "(untitled folder)" : title;
-        if (atRoot && title == keys::BookmarksBarTitle) name = "Bookmarks Bar";
-        if (atRoot && title == keys::BookmarksMenuTitle) name = "Bookmarks Menu";
+        if (atRoot && title == safari::keys::BookmarksBarTitle) name = "Bookmarks Bar";
+        if (atRoot && title == safari::keys::BookmarksMenuTitle) name = "Bookmarks Menu";
         return name + "/" + (hidden && hidden->asBool() ? "  (hidden)" : "");
     }
-    case BookmarkNodeTypeProxy: return (title.empty() ? "(untitled)" : title) + "  (proxy)";
-    case BookmarkNodeTypeNone: break;
+    case NodeKind::Pinned: return (title.empty() ? "(untitled)" : title) + "  (proxy)";
+    default: break;
     }
     if (!node.isDictionary()) return std::string("(not a bookmark: a ") + plist::typeName(node.type()) + ")";
     return (title.empty() ? "(untitled)" : title) + "  (unknown kind \"" +
-           printable(stringAt(node, keys::WebBookmarkType)) + "\")";
+           printable(stringAt(node, safari::keys::WebBookmarkType)) + "\")";
 }
 
 }  // namespace
@@ -90,15 +91,14 @@ int runPrint(const Args& args) {
     plist::ReadResult read = loadPropertyList(input);
     if (!read) return ExitUnreadable;
 
-    Orvane engine;
     const plist::Value& root = read.value;
-    if (!engine.verifyThatDictionaryIsBookmarksFileRootNode(root)) {
+    if (!safari::isBookmarksFileRoot(root)) {
         printError(std::string(input) + ": not a bookmarks file (its root is not a dictionary with WebBookmarkType \"" +
-                   std::string(keys::TypeList) + "\")");
+                   std::string(safari::keys::TypeList) + "\")");
         return ExitNotBookmarks;
     }
 
-    const plist::Value* version = root.asDictionary()->find(keys::WebBookmarkFileVersion);
+    const plist::Value* version = root.asDictionary()->find(safari::keys::WebBookmarkFileVersion);
     std::printf("%s: %s property list, bookmarks file version %lld\n",
                 input == "-" ? "standard input" : std::string(input).c_str(), plist::formatName(read.format),
                 version ? integerValue(*version) : 0LL);
@@ -111,7 +111,7 @@ int runPrint(const Args& args) {
     std::vector<Item> pending;
     auto pushChildren = [&](const plist::Value& node, int depth) {
         const plist::Dictionary* d = node.asDictionary();
-        const plist::Value* children = d ? d->find(keys::Children) : nullptr;
+        const plist::Value* children = d ? d->find(safari::keys::Children) : nullptr;
         if (!children || !children->isArray()) return;
         const auto& items = children->asArray()->items();
         for (auto it = items.rbegin(); it != items.rend(); ++it) pending.push_back({&*it, depth});
@@ -123,9 +123,9 @@ int runPrint(const Args& args) {
         Item item = pending.back();
         pending.pop_back();
         line.assign(static_cast<std::size_t>(2 * item.depth), ' ');
-        line += describe(engine, *item.node, item.depth == 0, counts);
+        line += describe(*item.node, item.depth == 0, counts);
         std::puts(line.c_str());
-        if (engine.typeFromBookmarkNode(*item.node) == BookmarkNodeTypeList) pushChildren(*item.node, item.depth + 1);
+        if (safari::kindOf(*item.node) == NodeKind::Folder) pushChildren(*item.node, item.depth + 1);
     }
     std::printf("%zu bookmark%s in %zu folder%s\n", counts.bookmarks, counts.bookmarks == 1 ? "" : "s", counts.folders,
                 counts.folders == 1 ? "" : "s");

@@ -1,15 +1,13 @@
 // orvane-cli restore: puts the initial backup back in place of the bookmarks file.
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-#include <cerrno>
 #include <cstdio>
 #include <optional>
 #include <string>
 
-#include "application_folder.h"
-#include "atomic_file.h"
 #include "cli.h"
+#include "files/application_folder.h"
+#include "files/paths.h"
+#include "job/sort_job.h"
+#include "stores/safari/safari_store.h"
 
 namespace orvane::cli {
 namespace {
@@ -42,25 +40,6 @@ int usage(const std::string& message) {
     return ExitUsage;
 }
 
-// The checks of loading and verifying that a sort makes of the bookmarks file, made of the
-// backup: the job's code for what is wrong, or 0 when it may be restored.
-int checkBackup(const Orvane& engine, const fs::path& backup) {
-    std::string why;
-    const plist::ReadResult read = readPropertyListFile(backup.string(), why);
-    auto refuse = [&](OVError code, std::string_view problem) {
-        printError("restore: the backup \u201C" + backup.string() + "\u201D " + std::string(problem) +
-                   "; nothing was restored");
-        if (!why.empty()) printError(why);
-        return static_cast<int>(code);
-    };
-    if (!read) return refuse(OVErrorCannotRead, "could not be read");
-    if (!engine.verifyThatDictionaryIsBookmarksFileRootNode(read.value))
-        return refuse(OVErrorNotBookmarksFile, "is not a bookmarks file (its root is not a folder)");
-    if (!engine.verifyThatDictionaryHasCorrectVersionWithRootNode(read.value))
-        return refuse(OVErrorUnknownVersion, "is a bookmarks file of a newer version");
-    return OVErrorSuccess;
-}
-
 }  // namespace
 
 int runRestore(const Args& args) {
@@ -90,43 +69,38 @@ int runRestore(const Args& args) {
         }
     }
 
-    const fs::path target = expandTilde(file ? *file : kDefaultBookmarksFilename);
+    const fs::path target = expandTilde(file ? *file : safari::kDefaultBookmarksFile);
     const fs::path backup = backupPath ? expandTilde(*backupPath) : initialBackupFilename();
-    Orvane engine;
-    engine.setBookmarksFilename(target.string());
-    engine.setBackupFilename(backup.string());
-    // The engine's restore puts whatever is at the backup path in place; a mistyped --backup must
-    // not replace the bookmarks with some other file, so the backup is loaded and checked first,
-    // as a sort checks the bookmarks file, and the bookmarks file must be one the user may change.
-    struct stat st;
-    if (engine.bookmarksFilename() && ::lstat(backup.c_str(), &st) == 0) {
-        if (const int refused = checkBackup(engine, backup); refused != OVErrorSuccess) return refused;
-        if (::faccessat(AT_FDCWD, resolveLinks(target).c_str(), W_OK, AT_EACCESS) != 0) {
-            const int errnum = errno;
-            printError("restore: the bookmarks file \u201C" + target.string() +
-                       "\u201D could not be replaced by the backup; nothing was restored");
-            printError(errnoError("cannot replace", resolveLinks(target), errnum).message);
-            return OVErrorCannotWrite;
-        }
-    }
-    const std::uint32_t code = engine.restoreBackedUpBookmarks();
-    switch (code) {
-    case OVErrorSuccess: return reportJobResult(code, kRestored);
+    const JobResult result = restoreInitialBackup({target, backup, {}});
+    const std::string theBackup = "restore: the backup \u201C" + backup.string() + "\u201D ";
+    switch (result.code) {
+    case OVErrorSuccess: return reportJobResult(result.code, kRestored);
     // The job's texts for these speak of the bookmarks file, or of an unknown error.
     case OVErrorFileNotFound:
         printError("restore: there is no backup at \u201C" + backup.string() +
                    "\u201D; the first sort that changes the bookmarks file makes one");
-        return static_cast<int>(code);
+        break;
     case OVErrorOutputFileNotFound:
         printError("restore: there is no bookmarks file at \u201C" + target.string() +
                    "\u201D to put the backup in place of");
-        return static_cast<int>(code);
+        break;
+    case OVErrorCannotRead:
+        printError(theBackup + "could not be read; nothing was restored");
+        printError(result.reason);
+        break;
+    case OVErrorNotBookmarksFile:
+        printError(theBackup + "is not a bookmarks file (its root is not a folder); nothing was restored");
+        break;
+    case OVErrorUnknownVersion:
+        printError(theBackup + "is a bookmarks file of a newer version; nothing was restored");
+        break;
     default:
         printError("restore: the bookmarks file \u201C" + target.string() +
-                   "\u201D could not be replaced by the backup");
-        if (!engine.lastFileError().empty()) printError(engine.lastFileError());
-        return static_cast<int>(code);
+                   "\u201D could not be replaced by the backup; nothing was restored");
+        if (!result.reason.empty()) printError(result.reason);
+        break;
     }
+    return static_cast<int>(result.code);
 }
 
 }  // namespace orvane::cli

@@ -1,5 +1,5 @@
-// orvane-cli sort: the sort job on a bookmarks file, or with --dry-run a report of what the job
-// would change, made from the same loading, validation and sorting without writing anything.
+// orvane-cli sort: the sort job on a bookmarks file, or with --dry-run the engine's preview of
+// what the job would change.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,9 +10,12 @@
 #include <optional>
 #include <string>
 
-#include "application_folder.h"
-#include "atomic_file.h"
 #include "cli.h"
+#include "files/application_folder.h"
+#include "files/paths.h"
+#include "job/messages.h"
+#include "job/sort_job.h"
+#include "stores/safari/safari_store.h"
 
 namespace orvane::cli {
 namespace {
@@ -46,16 +49,11 @@ const char* kHelp =
     "written; 7 backup not written; 8 Safari is using the file; 64 usage error; 70 FILE has no\n"
     "Bookmarks Bar or no Bookmarks Menu, and was left unchanged.\n";
 
-constexpr const char* kAlreadyInOrder =
-    "Nothing changed: the bookmarks were already in order, so the file was not written.";
-constexpr std::string_view kUnsupported =
-    "The bookmarks file has no Bookmarks Bar or Bookmarks Menu; it was left unchanged.";
+constexpr const char* kAlreadyInOrder = "Nothing changed: the bookmarks were already in order, so the file was not written.";
+constexpr std::string_view kUnsupported = "The bookmarks file has no Bookmarks Bar or Bookmarks Menu; it was left unchanged.";
 
-struct SortOptions {
-    bool foldersAtTop = true;
-    bool removeDuplicates = true;
-    bool renameSamenamed = true;
-    bool sortBookmarksBar = false;
+struct Invocation {
+    SortOptions options;
     bool backup = true;
     bool dryRun = false;
     std::optional<std::string> backupPath;
@@ -67,54 +65,32 @@ int usage(const std::string& message) {
     return ExitUsage;
 }
 
-// Safari's lock item beside the file.
-fs::path lockOf(const fs::path& file) {
-    std::error_code ignored;
-    return fs::absolute(file, ignored).parent_path() / "lock";
-}
-
 // The job's message for a failure, with what the job's own text cannot say: why the file could
-// not be read or written, where the backup was to go and why it failed, and where Safari's lock
-// item is.
-int reportFailure(const Orvane& engine, std::uint32_t code, const fs::path& file, const fs::path& backup) {
+// not be read or written, where the backup was to go and why it failed, and who holds the file.
+int reportFailure(const JobResult& result, const fs::path& file, const fs::path& backup) {
+    const std::uint32_t code = result.code;
     if (code == kOVUnsupportedBookmarksFile) {
         printError(kUnsupported);
         return static_cast<int>(code);
     }
-    reportJobResult(code, Orvane::stringFromOVError(code, file.string()));
-    if (code == OVErrorCannotRead) loadPropertyList(file.string());  // prints the reason, naming the file
-    if (code == OVErrorCannotWrite && !engine.lastFileError().empty()) printError(engine.lastFileError());
+    reportJobResult(code, messageForUser(code, file.string()));
+    if ((code == OVErrorCannotRead || code == OVErrorCannotWrite) && !result.reason.empty()) printError(result.reason);
     if (code == OVErrorCannotWriteBackup)
         printError("the backup \u201C" + backup.string() + "\u201D could not be written" +
-                   (engine.lastFileError().empty() ? "" : ": " + engine.lastFileError()));
+                   (result.reason.empty() ? "" : ": " + result.reason));
     // A lock left behind by a crashed Safari blocks every sort until someone removes it.
-    std::error_code ignored;
-    if (const fs::path lock = lockOf(file); code == OVErrorFileBusy && fs::exists(lock, ignored))
-        printError("Safari's \u201Clock\u201D item is at \u201C" + lock.string() + "\u201D");
+    if (code == OVErrorFileBusy && result.holder.kind == FileHolder::Writing)
+        printError(result.holder.who + "'s \u201Clock\u201D item is at \u201C" + result.holder.where.string() + "\u201D");
     return static_cast<int>(code);
 }
 
 std::string inQuotes(std::string_view title) { return "\u201C" + printable(title) + "\u201D"; }
 
-// Loads, checks and sorts in memory as the job's first pass does, and prints what the engine
-// counted; the file and the backup are left alone.
-int dryRun(Orvane& engine, const fs::path& file, const SortOptions& options, const fs::path& backup) {
-    SortReport report;
-    engine.setReport(&report);
-    std::uint32_t code = OVErrorSuccess;
-    plist::Value root;
-    bool didSort = false;
-    if (!engine.bookmarksFilename())
-        code = OVErrorFileNotFound;
-    else if (root = engine.bookmarksDictionaryWithFilename(file); root.isNull())
-        code = OVErrorCannotRead;
-    else if (!engine.verifyThatDictionaryIsBookmarksFileRootNode(root))
-        code = OVErrorNotBookmarksFile;
-    else if (!engine.verifyThatDictionaryHasCorrectVersionWithRootNode(root))
-        code = OVErrorUnknownVersion;
-    else if (engine.sortBookmarksWithRootDictionary(root, didSort).isNull())
-        code = kOVUnsupportedBookmarksFile;
-    if (code != OVErrorSuccess) return reportFailure(engine, code, file, backup);
+// What the engine's preview found, without writing anything.
+int dryRun(const JobRequest& request, const fs::path& file, const fs::path& backup) {
+    const Preview preview = previewSort(request);
+    if (preview.result.code != OVErrorSuccess) return reportFailure(preview.result, file, backup);
+    const SortReport& report = preview.result.report;
 
     std::printf("%s (dry run, nothing written):\n", printable(file.string()).c_str());
     std::printf("  broken bookmarks removed: %zu\n", report.brokenBookmarksRemoved);
@@ -131,25 +107,24 @@ int dryRun(Orvane& engine, const fs::path& file, const SortOptions& options, con
     const bool cleanups = report.brokenBookmarksRemoved || report.duplicatesRemoved || report.emptyFoldersRemoved ||
                           !report.renames.empty();
     std::string verdict;
-    struct stat st;
     if (!report.wouldWrite) {
         verdict = cleanups ? "no, it is in order (removals and renames alone are not saved)" : "no, it is in order";
-    } else if (const fs::path target = resolveLinks(file);
-               ::faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0) {
-        verdict = "no: " + errnoError("cannot replace", target, errno).message + " (a sort would stop with status 6)";
-    } else if (!options.backup) {
+    } else if (!preview.cannotReplace.empty()) {
+        verdict = "no: " + preview.cannotReplace + " (a sort would stop with status 6)";
+    } else if (!request.backupFile) {
         verdict = "yes, without a backup";
     } else {
-        verdict = ::lstat(backup.c_str(), &st) == 0
+        verdict = preview.backupExists
                       ? "yes; the initial backup \u201C" + backup.string() + "\u201D exists and is kept"
                       : "yes, after copying it to the initial backup \u201C" + backup.string() + "\u201D";
     }
     // The job reads nothing while Safari's lock exists: it waits, and gives up if the lock stays.
-    if (engine.isBookmarksFileLocked())
-        verdict =
-            "not now: Safari's \u201Clock\u201D item exists at \u201C" + lockOf(file).string() +
-            "\u201D, so a sort would wait for it up to about 3 seconds and stop with status 8 if it stays; once it is gone: " +
-            verdict;
+    if (preview.holder.kind == FileHolder::Writing)
+        verdict = "not now: " + preview.holder.who + "'s \u201Clock\u201D item exists at \u201C" +
+                  preview.holder.where.string() +
+                  "\u201D, so a sort would wait for it up to about 3 seconds and stop with status 8 if it stays; "
+                  "once it is gone: " +
+                  verdict;
     std::printf("  file written: %s\n", printable(verdict).c_str());
     return ExitOk;
 }
@@ -157,7 +132,7 @@ int dryRun(Orvane& engine, const fs::path& file, const SortOptions& options, con
 }  // namespace
 
 int runSort(const Args& args) {
-    SortOptions options;
+    Invocation call;
     const struct {
         std::string_view name;
         bool SortOptions::*flag;
@@ -172,8 +147,8 @@ int runSort(const Args& args) {
         const std::string_view a = args[i];
         if (optionsEnded || a.size() < 2 || a[0] != '-') {
             if (a == "-") return usage("FILE cannot be standard input: the sort writes the file back");
-            if (options.file) return usage("only one FILE may be given");
-            options.file = std::string(a);
+            if (call.file) return usage("only one FILE may be given");
+            call.file = std::string(a);
             continue;
         }
         if (a == "--") {
@@ -182,10 +157,10 @@ int runSort(const Args& args) {
             std::fputs(kHelp, stdout);
             return ExitOk;
         } else if (a == "-n" || a == "--dry-run") {
-            options.dryRun = true;
+            call.dryRun = true;
         } else if (a == "--no-backup") {
             noBackupGiven = true;
-            options.backup = false;
+            call.backup = false;
         } else if (a == "--backup" || a.starts_with("--backup=")) {
             std::string_view value;
             if (a != "--backup") {
@@ -196,7 +171,7 @@ int runSort(const Args& args) {
                 return usage("--backup needs a PATH");
             }
             if (value.empty()) return usage("--backup needs a PATH");
-            options.backupPath = std::string(value);
+            call.backupPath = std::string(value);
         } else {
             const bool on = !a.starts_with("--no-");
             const std::string_view name = a.substr(on ? 2 : 5);
@@ -204,35 +179,25 @@ int runSort(const Args& args) {
                 std::find_if(std::begin(switches), std::end(switches), [&](const auto& s) { return s.name == name; });
             if (!a.starts_with("--") || match == std::end(switches))
                 return usage("unknown option '" + std::string(a) + "'");
-            options.*match->flag = on;
+            call.options.*match->flag = on;
         }
     }
-    if (noBackupGiven && options.backupPath) return usage("--backup and --no-backup cannot be combined");
+    if (noBackupGiven && call.backupPath) return usage("--backup and --no-backup cannot be combined");
 
-    const fs::path file = expandTilde(options.file ? *options.file : kDefaultBookmarksFilename);
-    const fs::path backup = options.backupPath ? expandTilde(*options.backupPath) : initialBackupFilename();
+    const fs::path file = expandTilde(call.file ? *call.file : safari::kDefaultBookmarksFile);
+    const fs::path backup = call.backupPath ? expandTilde(*call.backupPath) : initialBackupFilename();
     // An existing item at the backup path counts as the backup already made, so a folder there
     // would mean a sort with no backup at all.
-    if (struct stat st; options.backupPath && ::stat(backup.c_str(), &st) == 0 && !S_ISREG(st.st_mode))
+    if (struct stat st; call.backupPath && ::stat(backup.c_str(), &st) == 0 && !S_ISREG(st.st_mode))
         return usage("--backup names " + std::string(S_ISDIR(st.st_mode) ? "a folder" : "something other than a file") +
                      ", \u201C" + backup.string() + "\u201D; give the path of the backup file itself");
 
-    Orvane engine;
-    engine.setBookmarksFilename(file.string());
-    engine.setBackupFilename(backup.string());
-    engine.setArrangeFoldersAtTop(options.foldersAtTop);
-    engine.setRemoveDuplicates(options.removeDuplicates);
-    engine.setRenameSamenamed(options.renameSamenamed);
-    engine.setSortBookmarksBar(options.sortBookmarksBar);
-    engine.setWriteBackupFile(options.backup);
-
-    if (options.dryRun) return dryRun(engine, file, options, backup);
-    SortReport report;
-    engine.setReport(&report);
-    const std::uint32_t code = engine.sortBookmarks();
-    if (code != OVErrorSuccess) return reportFailure(engine, code, file, backup);
+    JobRequest request{file, call.backup ? std::optional<fs::path>(backup) : std::nullopt, call.options};
+    if (call.dryRun) return dryRun(request, file, backup);
+    const JobResult result = sortBookmarks(request);
+    if (result.code != OVErrorSuccess) return reportFailure(result, file, backup);
     // The job's message speaks of a file saved, which is not so when it was already in order.
-    return reportJobResult(code, report.wouldWrite ? Orvane::stringFromOVError(code, file.string()) : kAlreadyInOrder);
+    return reportJobResult(result.code, result.written ? messageForUser(result.code, file.string()) : kAlreadyInOrder);
 }
 
 }  // namespace orvane::cli

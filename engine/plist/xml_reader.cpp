@@ -1,6 +1,6 @@
 // The XML property list 1.0 reader.
 //
-// It follows what Apple's CoreFoundation reader accepts (docs: plist-format.md, section 2.2):
+// It accepts what Apple's CoreFoundation reader accepts:
 //
 // * Encoding: UTF-32 or UTF-16 with a byte-order mark, UTF-16 without one (a NUL among the first
 //   two bytes), UTF-8 with or without a mark; otherwise the `encoding=` of the XML declaration,

@@ -1,0 +1,36 @@
+#include "support/uuid.h"
+
+#include <sys/random.h>
+#include <array>
+#include <cstdint>
+#include <random>
+
+namespace orvane {
+
+std::string stringWithUUID() {
+    std::array<std::uint8_t, 16> bytes{};
+    std::size_t filled = 0;
+    while (filled < bytes.size()) {
+        const ssize_t n = ::getrandom(bytes.data() + filled, bytes.size() - filled, 0);
+        if (n <= 0) break;
+        filled += static_cast<std::size_t>(n);
+    }
+    if (filled < bytes.size()) {
+        // No kernel randomness (a very old kernel or a sandbox): fall back to the library's.
+        std::random_device device;
+        for (auto& b : bytes) b = static_cast<std::uint8_t>(device());
+    }
+    bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0F) | 0x40);  // version 4
+    bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3F) | 0x80);  // RFC 4122 variant
+    static constexpr char kHex[] = "0123456789ABCDEF";
+    std::string text;
+    text.reserve(36);
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
+        text += kHex[bytes[i] >> 4];
+        text += kHex[bytes[i] & 0x0F];
+    }
+    return text;
+}
+
+}  // namespace orvane

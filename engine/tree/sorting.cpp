@@ -1,0 +1,155 @@
+#include "tree/sorting.h"
+
+#include <algorithm>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tree/title_collator.h"
+#include "tree/validation.h"
+
+namespace orvane {
+namespace {
+
+// Kind first, then the title's collation key. Pinned entries always lead; with foldersAtTop the
+// order of kinds is folder, bookmark, other. An untitled entry has the empty key and so leads its
+// kind, which keeps the order strict and weak.
+std::uint32_t rankOf(NodeKind kind, bool foldersAtTop) {
+    if (kind == NodeKind::Pinned) return 0;
+    if (!foldersAtTop) return 1;
+    return kind == NodeKind::Folder ? 1 : kind == NodeKind::Bookmark ? 2 : 3;
+}
+
+class FolderSorter {
+public:
+    FolderSorter(const BookmarkTree& tree, const TitleCollator& collator, bool foldersAtTop)
+        : tree_(tree), collator_(collator), foldersAtTop_(foldersAtTop) {}
+
+    // Sorts one run of entries (no separator among them) in place.
+    void sort(std::span<NodeId> run);
+
+private:
+    struct Entry {
+        std::uint64_t head;  // the first eight bytes of the key
+        std::uint32_t rank;
+        NodeId id;
+        TitleCollator::KeyHead key;
+        std::string_view title;
+    };
+    static bool byHead(const Entry& a, const Entry& b) { return a.rank != b.rank ? a.rank < b.rank : a.head < b.head; }
+
+    const BookmarkTree& tree_;
+    const TitleCollator& collator_;
+    bool foldersAtTop_;
+    std::vector<Entry> entries_;
+};
+
+void FolderSorter::sort(std::span<NodeId> run) {
+    if (run.size() < 2) return;  // nothing to compare, so no collation keys to make
+    entries_.clear();
+    entries_.reserve(run.size());
+    for (const NodeId id : run) {
+        const TreeNode& node = tree_[id];
+        Entry e{0, rankOf(node.kind, foldersAtTop_), id, {}, node.hasTitle ? node.title : std::string_view()};
+        if (node.hasTitle) e.key = collator_.keyHead(e.title);
+        e.head = e.key.bytes;
+        entries_.push_back(e);
+    }
+    std::stable_sort(entries_.begin(), entries_.end(), byHead);
+    // Where heads tie, the rest of the keys decide, made only for those entries.
+    for (auto first = entries_.begin(); first != entries_.end();) {
+        auto last = std::find_if(first + 1, entries_.end(), [&](const Entry& e) { return byHead(*first, e); });
+        if (last - first > 1 && std::any_of(first, last, [](const Entry& e) { return !e.key.complete; })) {
+            std::vector<std::pair<std::string, Entry>> tied;
+            tied.reserve(static_cast<std::size_t>(last - first));
+            for (auto it = first; it != last; ++it) tied.emplace_back(collator_.keyRest(it->title, it->key), *it);
+            std::stable_sort(tied.begin(), tied.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+            for (std::size_t k = 0; k < tied.size(); ++k) first[static_cast<std::ptrdiff_t>(k)] = tied[k].second;
+        }
+        first = last;
+    }
+    for (std::size_t k = 0; k < run.size(); ++k) run[k] = entries_[k].id;
+}
+
+bool keepsOwnOrder(const BookmarkTree& tree, const Region& region, NodeId id, const SortOptions& options) {
+    if (options.sortBookmarksBar) return false;
+    if (region.isBookmarksBar && id == region.root) return true;
+    const TreeNode& node = tree[id];
+    return !tree.rules.barTitle.empty() && node.hasTitle && node.title == tree.rules.barTitle;
+}
+
+// Sorts each run between separators; answers whether anything moved.
+bool sortFolder(BookmarkTree& tree, NodeId id, FolderSorter& sorter) {
+    std::vector<NodeId>& children = tree[id].children;
+    if (children.size() < 2) return false;
+    std::vector<NodeId> before = children;
+    std::size_t start = 0;
+    for (std::size_t i = 0; i <= children.size(); ++i) {
+        if (i < children.size() && tree[children[i]].kind != NodeKind::Separator) continue;
+        sorter.sort(std::span<NodeId>(children).subspan(start, i - start));
+        start = i + 1;
+    }
+    if (before == children) return false;
+    TreeNode& node = tree[id];
+    node.orderBeforeSort = std::move(before);
+    node.reordered = node.childrenChanged = true;
+    return true;
+}
+
+}  // namespace
+
+void sortRegion(BookmarkTree& tree, const Region& region, const SortOptions& options, const TitleCollator& collator,
+                SortReport* report) {
+    FolderSorter sorter(tree, collator, options.foldersAtTop);
+    // Deepest first without recursion: each folder is pushed once to be opened, then again to be
+    // sorted once everything inside it is.
+    std::vector<std::pair<NodeId, bool>> pending{{region.root, false}};
+    while (!pending.empty()) {
+        const auto [id, opened] = pending.back();
+        pending.pop_back();
+        const TreeNode& node = tree[id];
+        if (node.hidden || !node.hasChildList) continue;
+        if (!opened) {
+            pending.emplace_back(id, true);
+            for (const NodeId child : node.children) pending.emplace_back(child, false);
+            continue;
+        }
+        if (keepsOwnOrder(tree, region, id, options)) continue;
+        if (sortFolder(tree, id, sorter) && report) ++report->foldersReordered;
+    }
+}
+
+bool isSameOrder(const BookmarkTree& tree, NodeId before, NodeId after) {
+    static const std::vector<NodeId> kNone;
+    std::vector<std::pair<NodeId, NodeId>> pending{{before, after}};
+    while (!pending.empty()) {
+        const auto [a, b] = pending.back();
+        pending.pop_back();
+        const TreeNode& x = tree[a];
+        const TreeNode& y = tree[b];
+        if (!x.hasIdentity || !y.hasIdentity || x.identity != y.identity) return false;
+        if (x.hidden && y.hidden) continue;
+        if (!x.namesChildren && !y.namesChildren) continue;
+        if (!x.namesChildren || !y.namesChildren) return false;
+        const std::vector<NodeId>& old = x.hasChildList ? tree.childrenBeforeSort(a) : kNone;
+        const std::vector<NodeId>& now = y.hasChildList ? y.children : kNone;
+        if (old.size() != now.size()) return false;
+        for (std::size_t i = old.size(); i-- > 0;) pending.emplace_back(old[i], now[i]);
+    }
+    return true;
+}
+
+bool sortTree(BookmarkTree& tree, const SortOptions& options, const TitleCollator& collator, SortReport* report) {
+    if (report) *report = {};
+    for (const Region& region : tree.regions) {
+        validateRegion(tree, region.root, options, report);
+        sortRegion(tree, region, options, collator, report);
+    }
+    const bool changed = !std::all_of(tree.regions.begin(), tree.regions.end(),
+                                      [&](const Region& region) { return isSameOrder(tree, region.root, region.root); });
+    if (report) report->wouldWrite = changed;
+    return changed;
+}
+
+}  // namespace orvane

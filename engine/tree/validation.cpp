@@ -1,0 +1,206 @@
+#include "tree/validation.h"
+
+#include <string>
+#include <vector>
+
+#include "plist/utf.h"
+#include "support/log.h"
+#include "support/translation.h"
+#include "tree/string_set.h"
+
+namespace orvane {
+namespace {
+
+// Blanks that make an address empty: spaces, tabs and the other Unicode space separators. Line
+// breaks are not among them.
+bool isTrimmedBlank(std::uint32_t cp) {
+    return cp == ' ' || cp == '\t' || cp == 0xA0 || cp == 0x1680 || (cp >= 0x2000 && cp <= 0x200A) || cp == 0x202F ||
+           cp == 0x205F || cp == 0x3000;
+}
+
+bool isBlank(std::string_view s) {
+    std::size_t pos = 0;
+    std::uint32_t cp;
+    while (pos < s.size()) {
+        if (!plist::utf::nextCodePoint(s, pos, cp) || !isTrimmedBlank(cp)) return false;
+    }
+    return true;
+}
+
+// A short text form of an entry for the log.
+std::string describe(const TreeNode& node) {
+    std::string out = "{";
+    if (node.hasTitle) out.append("title = ").append(node.title);
+    if (node.hasUrl) out.append(out.size() > 1 ? "; " : "").append("url = ").append(node.url);
+    return out + "}";
+}
+
+class RegionCleaner {
+public:
+    RegionCleaner(BookmarkTree& tree, const SortOptions& options, SortReport* report, std::size_t bookmarks)
+        : tree_(tree), options_(options), report_(report), urls_(bookmarks) {}
+
+    // True when the caller should remove the entry; a folder first cleans its own entries, all
+    // the way down, before its answer is known.
+    bool isFaulty(NodeId id);
+
+private:
+    // A folder whose entries are being walked, from the last to the first.
+    struct Frame {
+        NodeId folder;
+        std::size_t next;  // entries still to visit: those before this index
+        StringSet titles;
+        std::vector<bool> faulty;
+    };
+
+    bool isFaultyEntry(NodeId id);          // anything but a folder with entries
+    bool startFolder(NodeId id);            // false when it is faulty without a look inside
+    bool finishFolder(Frame& frame);        // removes the faulty entries; true when none is left
+    void judged(Frame& frame, std::size_t index, bool faulty);
+    void validateTitle(NodeId id, StringSet& titles);
+    void count(std::size_t SortReport::*what) {
+        if (report_) ++(report_->*what);
+    }
+
+    BookmarkTree& tree_;
+    const SortOptions& options_;
+    SortReport* report_;
+    StringSet urls_;
+    std::vector<Frame> stack_;
+    std::string_view untitled_;
+};
+
+bool RegionCleaner::isFaultyEntry(NodeId id) {
+    const TreeNode& node = tree_[id];
+    if (node.kind != NodeKind::Bookmark) return false;
+    if (!node.hasUrl || isBlank(node.url)) {
+        count(&SortReport::brokenBookmarksRemoved);
+        return true;
+    }
+    if (options_.removeDuplicates && !urls_.insert(node.url)) {
+        count(&SortReport::duplicatesRemoved);
+        return true;
+    }
+    return false;
+}
+
+bool RegionCleaner::startFolder(NodeId id) {
+    const TreeNode& node = tree_[id];
+    if (!node.hasChildList || node.children.empty()) {
+        count(&SortReport::emptyFoldersRemoved);
+        return false;
+    }
+    stack_.push_back({id, node.children.size(), StringSet(node.children.size()), std::vector<bool>(node.children.size())});
+    return true;
+}
+
+bool RegionCleaner::finishFolder(Frame& frame) {
+    TreeNode& node = tree_[frame.folder];
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < node.children.size(); ++i)
+        if (!frame.faulty[i]) node.children[kept++] = node.children[i];
+    if (kept != node.children.size()) {
+        node.children.resize(kept);
+        node.childrenChanged = true;
+    }
+    if (kept != 0) return false;
+    count(&SortReport::emptyFoldersRemoved);
+    return true;
+}
+
+void RegionCleaner::judged(Frame& frame, std::size_t index, bool faulty) {
+    if (faulty)
+        frame.faulty[index] = true;
+    else
+        validateTitle(tree_[frame.folder].children[index], frame.titles);
+}
+
+bool RegionCleaner::isFaulty(NodeId id) {
+    if (tree_[id].kind != NodeKind::Folder) return isFaultyEntry(id);
+    if (!startFolder(id)) return true;
+    // Depth first without recursion: how deep folders nest is up to the file.
+    const std::size_t base = stack_.size() - 1;
+    for (;;) {
+        Frame& frame = stack_.back();
+        if (frame.next == 0) {
+            const bool faulty = finishFolder(frame);
+            stack_.pop_back();
+            if (stack_.size() == base) return faulty;
+            Frame& parent = stack_.back();
+            judged(parent, parent.next, faulty);
+            continue;
+        }
+        const std::size_t index = --frame.next;
+        const NodeId child = tree_[frame.folder].children[index];
+        if (tree_[child].kind != NodeKind::Folder) {
+            judged(frame, index, isFaultyEntry(child));
+        } else if (!startFolder(child)) {
+            judged(stack_.back(), index, true);
+        }
+        // else: the child's frame is on top now, and its answer comes when it is finished.
+    }
+}
+
+void RegionCleaner::validateTitle(NodeId id, StringSet& titles) {
+    const TreeNode& node = tree_[id];
+    if (node.kind == NodeKind::Separator) return;
+    if (!node.hasTitle) {
+        // Untitled: the address, or "No Name"; not entered into the set, so it renames nobody.
+        if (!node.hasUrl && untitled_.empty()) untitled_ = tree_.keep(untitledName());
+        const std::string_view name = node.hasUrl ? node.url : untitled_;
+        if (report_) report_->renames.push_back({"", std::string(name)});
+        tree_.setTitle(id, name);
+        return;
+    }
+    if (!options_.renameSamenamed) return;
+    const std::string_view title = node.title;
+    if (tree_.rules.keepsEmptyTitles && title.empty()) return;
+    if (titles.insert(title)) {
+        // Written back as it is, which moves it where new titles go when it was read elsewhere.
+        if (!node.newTitleIsRead) tree_.setTitle(id, title);
+        return;
+    }
+    // Each candidate is built on the one before, not on the title: "News", "News 2", "News 2 3".
+    std::string candidate(title);
+    std::uint64_t n = 2;
+    do {
+        candidate += ' ';
+        candidate += std::to_string(n);
+        ++n;
+    } while (titles.contains(candidate));
+    if (n <= 1) {  // the counter wrapped around: the name may not be unique after all
+        candidate += " 1";
+        logLine("-[Orvane validateBookmarkNodeTitle:useDuplicateTitleLookupSet:]",
+                "WARNING: assigning a possibly non-unique title \u201C" + candidate +
+                    "\u201D for bookmark node: " + describe(node));
+    }
+    const std::string_view kept = tree_.keep(candidate);
+    titles.insert(kept);
+    if (report_) report_->renames.push_back({std::string(title), candidate});
+    tree_.setTitle(id, kept);
+}
+
+// Bookmarks under `root`, to size the region's set of addresses.
+std::size_t bookmarksUnder(const BookmarkTree& tree, NodeId root) {
+    std::size_t count = 0;
+    std::vector<NodeId> pending{root};
+    while (!pending.empty()) {
+        const TreeNode& node = tree[pending.back()];
+        pending.pop_back();
+        if (node.kind == NodeKind::Bookmark) ++count;
+        if (node.kind == NodeKind::Folder) pending.insert(pending.end(), node.children.begin(), node.children.end());
+    }
+    return count;
+}
+
+}  // namespace
+
+std::string untitledName() { return localizedString("No Name"); }
+
+void validateRegion(BookmarkTree& tree, NodeId root, const SortOptions& options, SortReport* report) {
+    RegionCleaner cleaner(tree, options, report, bookmarksUnder(tree, root));
+    // The region's root stays, whatever the answer, so it is not counted as removed.
+    if (cleaner.isFaulty(root) && report && tree[root].kind == NodeKind::Folder) --report->emptyFoldersRemoved;
+}
+
+}  // namespace orvane

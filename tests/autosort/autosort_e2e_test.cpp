@@ -1,0 +1,157 @@
+// The automatic mode from end to end, with the real programs on a private session bus of their
+// own: a call of the sort service starts Orvane, which sorts and quits; the helper hears a change,
+// Orvane sorts it, quits and starts the helper again, and its own write starts no new round.
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusReply>
+#include <QFile>
+#include <QProcess>
+#include <QtTest>
+#include <csignal>
+
+#include "scratch_home.h"
+#include "bus_names.h"
+#include "settings.h"
+#include "test_support.h"
+
+using namespace orvane;
+using namespace orvane::test;
+
+namespace {
+
+constexpr int kDeadlineMs = 20'000;
+
+// One test's world: a scratch home with the sample bookmarks, Orvane's settings and a stand-in
+// Safari (so that no alert waits for a person), and a dbus-daemon of its own that starts Orvane
+// from the build tree's activation file, with that home in the environment of all it starts.
+class PrivateSession {
+public:
+    explicit PrivateSession(bool automaticMode) : file(home.putSampleBookmarks()) {
+        home.putSafari("17.1");
+        Settings::setObject(keys::BookmarksFilename, file);
+        Settings::setObject(keys::AutoSortMode, automaticMode);
+        Settings::setObject(keys::BookmarksUpdateLatency, 0.2);
+
+        const QString config = home.path("bus.conf");
+        QFile file(config);
+        file.open(QIODevice::WriteOnly);
+        file.write(QStringLiteral("<busconfig><type>session</type><listen>unix:tmpdir=%1</listen><auth>EXTERNAL</auth>"
+                                  "<servicedir>" ORVANE_BUILD_DIR "/share/dbus-1/services</servicedir>"
+                                  "<policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
+                                  "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>")
+                       .arg(home.path())
+                       .toUtf8());
+        file.close();
+        environment_ = QProcessEnvironment::systemEnvironment();
+        environment_.insert("QT_QPA_PLATFORM", "offscreen");
+        daemon_.setProcessEnvironment(environment_);
+        daemon_.setProcessChannelMode(QProcess::SeparateChannels);
+        daemon_.start("dbus-daemon", {"--nofork", "--print-address", "--config-file=" + config});
+        if (daemon_.waitForReadyRead(5000)) address_ = QString::fromUtf8(daemon_.readLine()).trimmed();
+        environment_.insert("DBUS_SESSION_BUS_ADDRESS", address_);
+        bus_ = std::make_unique<QDBusConnection>(QDBusConnection::connectToBus(address_, "test-" + home.path()));
+    }
+    ~PrivateSession() {
+        for (const char* name : {kOrvaneBusName, kHelperBusName}) stop(name);
+        for (QProcess* helper : daemon_.findChildren<QProcess*>()) helper->waitForFinished(5000);
+        const QString name = bus_->name();
+        bus_.reset();
+        QDBusConnection::disconnectFromBus(name);
+        daemon_.terminate();
+        daemon_.waitForFinished();
+    }
+    ScratchHome home;
+    const QString file;
+
+    QDBusConnection& bus() { return *bus_; }
+    // How often the bus has started Orvane so far, as its log says.
+    int orvaneStarts() {
+        log_ += QString::fromUtf8(daemon_.readAllStandardError());
+        return log_.count(QStringLiteral("Activating service name='com.marrowfen.Orvane'"));
+    }
+    bool ok() const { return !address_.isEmpty() && bus_->isConnected(); }
+
+    // The unique name that owns `name` now; empty when nobody does.
+    QString owner(const char* name) {
+        const QDBusReply<QString> reply = bus_->interface()->serviceOwner(QString::fromLatin1(name));
+        return reply.isValid() ? reply.value() : QString();
+    }
+    void startHelper() {
+        auto* helper = new QProcess(&daemon_);
+        helper->setProcessEnvironment(environment_);
+        helper->setProcessChannelMode(QProcess::ForwardedChannels);
+        helper->start(ORVANE_BUILD_DIR "/bin/orvane-helper", {});
+    }
+
+private:
+    void stop(const char* name) {
+        const QDBusReply<uint> pid = bus_->interface()->servicePid(QString::fromLatin1(name));
+        if (pid.isValid()) ::kill(static_cast<pid_t>(pid.value()), SIGTERM);
+    }
+
+    QProcess daemon_;
+    QProcessEnvironment environment_;
+    QString address_;
+    QString log_;
+    std::unique_ptr<QDBusConnection> bus_;
+};
+
+// Whether the file is in the order a sort gives it: a dry run would write nothing.
+bool isSorted(const QString& file) {
+    const RunResult result = run({cliPath(), "sort", "--dry-run", "--no-backup", file.toStdString()});
+    return result.exitCode == 0 && result.out.find("file written: no") != std::string::npos;
+}
+
+}  // namespace
+
+class AutosortEndToEndTest : public QObject {
+    Q_OBJECT
+private slots:
+    void serviceCallStartsOrvaneWhichSortsAndQuits();
+    void helperHasChangesSortedAndComesBack();
+};
+
+void AutosortEndToEndTest::serviceCallStartsOrvaneWhichSortsAndQuits() {
+    PrivateSession bus(false);
+    const QString& file = bus.file;
+    QVERIFY(bus.ok());
+    QVERIFY(!isSorted(file));
+
+    QDBusMessage call =
+        QDBusMessage::createMethodCall(kOrvaneBusName, kOrvaneObjectPath, kOrvaneInterface, "SortBookmarks");
+    call << QStringLiteral("from the test");
+    const QDBusReply<QString> reply = bus.bus().call(call, QDBus::Block, kDeadlineMs);
+    QVERIFY2(reply.isValid(), qPrintable(reply.error().message()));
+    QCOMPARE(reply.value(), QString());  // the service always answers without an error
+    QTRY_VERIFY_WITH_TIMEOUT(isSorted(file), kDeadlineMs);
+    QTRY_VERIFY_WITH_TIMEOUT(bus.owner(kOrvaneBusName).isEmpty(), kDeadlineMs);  // it quit
+    QVERIFY(bus.owner(kHelperBusName).isEmpty());  // and, the automatic mode being off, started no helper
+    QVERIFY(QFile::exists(bus.home.path(".local/share/Orvane/Bookmarks (Initial Copy).plist")));
+}
+
+void AutosortEndToEndTest::helperHasChangesSortedAndComesBack() {
+    PrivateSession bus(true);
+    const QString& file = bus.file;
+    QVERIFY(bus.ok());
+    bus.startHelper();
+    QTRY_VERIFY_WITH_TIMEOUT(!bus.owner(kHelperBusName).isEmpty(), kDeadlineMs);
+    const QString firstHelper = bus.owner(kHelperBusName);
+
+    ScratchHome::saveSampleOver(file);  // as a browser saves
+
+    QTRY_VERIFY_WITH_TIMEOUT(isSorted(file), kDeadlineMs);
+    QTRY_VERIFY_WITH_TIMEOUT(bus.owner(kOrvaneBusName).isEmpty(), kDeadlineMs);
+    QTRY_VERIFY_WITH_TIMEOUT(!bus.owner(kHelperBusName).isEmpty() && bus.owner(kHelperBusName) != firstHelper,
+                             kDeadlineMs);
+    QCOMPARE(bus.orvaneStarts(), 1);
+
+    // Orvane's own write is not a change to sort: no second start follows.
+    QTest::qWait(2000);
+    QCOMPARE(bus.orvaneStarts(), 1);
+    QVERIFY(bus.owner(kOrvaneBusName).isEmpty());
+    QVERIFY(!Settings::storedObjectForKey(keys::LastHelperError));
+}
+
+QTEST_GUILESS_MAIN(AutosortEndToEndTest)
+#include "autosort_e2e_test.moc"

@@ -1,0 +1,11 @@
+#include "app_fakes.h"
+
+
+namespace orvane::test {
+
+ControllerRig::ControllerRig()
+    : controller(std::make_unique<AppDelegate>(Platform{alerts, files, safari, workspace, updater, services, clock})) {
+    QObject::connect(controller.get(), &AppDelegate::terminated, [this] { ++terminations; });
+}
+
+}  // namespace orvane::test

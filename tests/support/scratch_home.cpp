@@ -1,0 +1,60 @@
+#include "scratch_home.h"
+
+#include <QDir>
+#include <QFile>
+#include <QSettings>
+#include <cstdio>
+
+#include "test_support.h"
+
+namespace orvane::test {
+
+ScratchHome::ScratchHome() {
+    for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "ORVANE_SAFARI_APP"})
+        saved_.append({name, qgetenv(name)});
+    qputenv("HOME", dir_.path().toUtf8());
+    qputenv("XDG_CONFIG_HOME", dir_.filePath(".config").toUtf8());
+    qputenv("XDG_DATA_HOME", dir_.filePath(".local/share").toUtf8());
+    // QSettings reads XDG_CONFIG_HOME once per process.
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, dir_.filePath(".config"));
+}
+
+ScratchHome::~ScratchHome() {
+    for (const auto& [name, value] : saved_) qputenv(name, value);
+}
+
+QString ScratchHome::putSampleBookmarks() {
+    const QString target = path("Library/Safari/Bookmarks.plist");
+    QDir().mkpath(path("Library/Safari"));
+    saveSampleOver(target);
+    return target;
+}
+
+void ScratchHome::putSafari(const char* version) {
+    QDir().mkpath(path("Safari.app/Contents"));
+    writeFile(path("Safari.app/Contents/Info.plist").toStdString(),
+              toXml(D({{"CFBundleShortVersionString", S(version)}})));
+    qputenv("ORVANE_SAFARI_APP", path("Safari.app").toUtf8());
+}
+
+void ScratchHome::saveSampleOver(const QString& target) {
+    const QString fresh = target + QStringLiteral(".new");
+    QFile::remove(fresh);
+    QFile::copy(sampleBookmarks(), fresh);
+    QFile::setPermissions(fresh, QFile::ReadOwner | QFile::WriteOwner);
+    ::rename(QFile::encodeName(fresh).constData(), QFile::encodeName(target).constData());
+}
+
+QString ScratchHome::settingsText() const {
+    QFile file(path(".config/Marrowfen/Orvane.conf"));
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+QString sampleBookmarks() { return QStringLiteral(ORVANE_SOURCE_DIR "/examples/Bookmarks.plist"); }
+
+QByteArray contents(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+}  // namespace orvane::test
