@@ -34,9 +34,13 @@
 #include <string_view>
 #include <vector>
 
-#include "atomic_file.h"
-#include "orvane.h"
+#include "files/atomic_file.h"
+#include "job/messages.h"
+#include "job/sort_job.h"
 #include "plist/codec.h"
+#include "stores/safari/safari_store.h"
+#include "tree/sorting.h"
+#include "tree/title_collator.h"
 
 namespace {
 
@@ -123,13 +127,6 @@ int readAndWrite(const char* in, const char* out) {
     return 0;
 }
 
-void configure(orvane::Orvane& engine) {
-    engine.setArrangeFoldersAtTop(true);
-    engine.setRemoveDuplicates(true);
-    engine.setRenameSamenamed(true);
-    engine.setWriteBackupFile(false);
-}
-
 // The copy the job will rewrite. Both names are compared as files, so that a second name for
 // FILE (a link, "./FILE") cannot make the job overwrite its own input.
 bool makeWorkCopy(const fs::path& file, const fs::path& work, std::size_t& fileBytes) {
@@ -160,16 +157,11 @@ int sortJob(const fs::path& file, const fs::path& work) {
 
     const long baselineKiB = statusKiB("VmRSS");
     const Span job;
-    std::uint32_t code;
-    {
-        orvane::Orvane engine;
-        configure(engine);
-        code = engine.sortBookmarksInFileWithName(work.string());
-    }
+    const orvane::JobResult result = orvane::sortBookmarks({work, std::nullopt, orvane::SortOptions{}});
     const long peakKiB = maxRssKiB();
-    if (code != orvane::OVErrorSuccess) {
-        std::fprintf(stderr, "the sort job failed with code %u: %s\n", code,
-                     orvane::Orvane::stringFromOVError(code, work.string()).c_str());
+    if (result.code != orvane::OVErrorSuccess) {
+        std::fprintf(stderr, "the sort job failed with code %u: %s\n", result.code,
+                     orvane::messageForUser(result.code, work.string()).c_str());
         return 1;
     }
     report(fileBytes, job, baselineKiB, peakKiB);
@@ -211,46 +203,26 @@ int sortPhases(const fs::path& file, const fs::path& work) {
     const long baselineKiB = statusKiB("VmRSS");
     const Span job;
     {
-        orvane::Orvane engine;
-        configure(engine);
-
+        orvane::safari::SafariStore store(work, work);
+        orvane::BookmarkTree tree;
         phases.start();
-        std::vector<std::uint8_t> bytes;
-        if (auto error = orvane::readWholeFile(work, bytes); !error.ok()) {
-            std::fprintf(stderr, "%s\n", error.message.c_str());
+        if (const orvane::StoreResult loaded = store.load(tree); !loaded.done()) {
+            std::fprintf(stderr, "%s: %s\n", work.c_str(), loaded.reason.c_str());
             return 1;
         }
-        phases.end("read_file");
+        phases.end("read_parse_tree");
 
         phases.start();
-        orvane::plist::ReadResult read = orvane::plist::readPropertyList(bytes);
-        if (!read) {
-            std::fprintf(stderr, "%s: %s\n", work.c_str(), read.status.description().c_str());
-            return 1;
-        }
-        std::vector<std::uint8_t>().swap(bytes);
-        phases.end("parse");
-
-        phases.start();
-        const orvane::plist::Value root = std::move(read.value);
-        if (!engine.verifyThatDictionaryIsBookmarksFileRootNode(root) ||
-            !engine.verifyThatDictionaryHasCorrectVersionWithRootNode(root)) {
-            std::fprintf(stderr, "%s: not a bookmarks file of a known version\n", work.c_str());
-            return 1;
-        }
-        bool didSort = false;
-        orvane::plist::Value sorted = engine.sortBookmarksWithRootDictionary(root, didSort);
+        const bool changed = orvane::sortTree(tree, orvane::SortOptions{}, orvane::TitleCollator());
         phases.end("validate_sort_compare");
-        if (sorted.isNull() || !didSort) {
-            std::fprintf(stderr, "%s: %s\n", file.c_str(),
-                         sorted.isNull() ? "no Bookmarks Bar or Menu" : "already in order");
+        if (!changed) {
+            std::fprintf(stderr, "%s: already in order\n", file.c_str());
             return 1;
         }
 
         phases.start();
-        engine.updateWebBookmarkUUIDInDictionary(sorted);
-        if (!engine.writeBookmarksToFileWithDictionary(sorted, work)) {
-            std::fprintf(stderr, "cannot write %s\n", work.c_str());
+        if (const orvane::StoreResult saved = store.save(tree, {}); !saved.done()) {
+            std::fprintf(stderr, "cannot write %s: %s\n", work.c_str(), saved.reason.c_str());
             return 1;
         }
         phases.end("write");

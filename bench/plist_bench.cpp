@@ -18,9 +18,11 @@
 #include <string>
 #include <vector>
 
-#include "atomic_file.h"
-#include "orvane.h"
+#include "files/atomic_file.h"
+#include "job/messages.h"
+#include "job/sort_job.h"
 #include "plist/codec.h"
+#include "stores/safari/safari_nodes.h"
 
 namespace {
 
@@ -40,6 +42,17 @@ struct Inputs {
 Inputs& inputs() {
     static Inputs in;
     return in;
+}
+
+// Bookmarks under a node, in every folder however deep.
+std::size_t bookmarksIn(const orvane::plist::Value& node) {
+    if (orvane::safari::kindOf(node) == orvane::NodeKind::Bookmark) return 1;
+    const orvane::plist::Dictionary* dict = node.asDictionary();
+    const orvane::plist::Value* children = dict ? dict->find("Children") : nullptr;
+    std::size_t count = 0;
+    if (children && children->isArray())
+        for (const orvane::plist::Value& child : children->asArray()->items()) count += bookmarksIn(child);
+    return count;
 }
 
 std::string shellQuoted(const std::string& s) {
@@ -97,7 +110,7 @@ bool prepare() {
         return false;
     }
     in.tree = std::move(read.value);
-    in.bookmarks = orvane::Orvane().numberOfBookmarksInDictionary(in.tree);
+    in.bookmarks = bookmarksIn(in.tree);
     if (read.format != orvane::plist::Format::Binary) {
         // A file given in another format: measure binary on its binary form.
         orvane::plist::StringSink sink;
@@ -202,12 +215,7 @@ void BM_ReadWriteFile(benchmark::State& state) {
 
 // The options of a full sort; no backup, so that every run does the same work.
 std::uint32_t runSortJob(const fs::path& file) {
-    orvane::Orvane engine;
-    engine.setArrangeFoldersAtTop(true);
-    engine.setRemoveDuplicates(true);
-    engine.setRenameSamenamed(true);
-    engine.setWriteBackupFile(false);
-    return engine.sortBookmarksInFileWithName(file.string());
+    return orvane::sortBookmarks({file, std::nullopt, orvane::SortOptions{}}).code;
 }
 
 // The job replaces the file by renaming a new one over it: a new inode number means it wrote.
@@ -249,8 +257,7 @@ void BM_SortJob(benchmark::State& state) {
         const std::uint32_t code = runSortJob(work);
         state.PauseTiming();
         if (code != orvane::OVErrorSuccess) {
-            state.SkipWithError(
-                ("the sort job failed: " + orvane::Orvane::stringFromOVError(code, work.string())).c_str());
+            state.SkipWithError(("the sort job failed: " + orvane::messageForUser(code, work.string())).c_str());
             break;
         }
         // An input already in order would measure the cheaper job below under this name.
@@ -269,16 +276,14 @@ void BM_SortJobInOrder(benchmark::State& state) {
     const fs::path work = workFile(".in-order");
     if (!copyInput(work, state)) return;
     if (const std::uint32_t code = runSortJob(work); code != orvane::OVErrorSuccess) {
-        state.SkipWithError(
-            ("cannot sort the copy: " + orvane::Orvane::stringFromOVError(code, work.string())).c_str());
+        state.SkipWithError(("cannot sort the copy: " + orvane::messageForUser(code, work.string())).c_str());
         return;
     }
     const ino_t sorted = inodeOf(work);
     for (auto _ : state) {
         const std::uint32_t code = runSortJob(work);
         if (code != orvane::OVErrorSuccess) {
-            state.SkipWithError(
-                ("the sort job failed: " + orvane::Orvane::stringFromOVError(code, work.string())).c_str());
+            state.SkipWithError(("the sort job failed: " + orvane::messageForUser(code, work.string())).c_str());
             break;
         }
         if (inodeOf(work) != sorted) {

@@ -3,10 +3,10 @@
 #include <cstdio>
 #include <cstring>
 
-#include "files/atomic_file.h"
-#include "stores/safari/bookmarks_plist.h"
 #include "cli.h"
+#include "files/atomic_file.h"
 #include "plist/utf.h"
+#include "stores/safari/bookmarks_plist.h"
 
 namespace orvane::cli {
 

@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "files/atomic_file.h"
 #include "cli.h"
+#include "files/atomic_file.h"
 
 namespace orvane::cli {
 namespace {

@@ -49,8 +49,10 @@ const char* kHelp =
     "written; 7 backup not written; 8 Safari is using the file; 64 usage error; 70 FILE has no\n"
     "Bookmarks Bar or no Bookmarks Menu, and was left unchanged.\n";
 
-constexpr const char* kAlreadyInOrder = "Nothing changed: the bookmarks were already in order, so the file was not written.";
-constexpr std::string_view kUnsupported = "The bookmarks file has no Bookmarks Bar or Bookmarks Menu; it was left unchanged.";
+constexpr const char* kAlreadyInOrder =
+    "Nothing changed: the bookmarks were already in order, so the file was not written.";
+constexpr std::string_view kUnsupported =
+    "The bookmarks file has no Bookmarks Bar or Bookmarks Menu; it was left unchanged.";
 
 struct Invocation {
     SortOptions options;
@@ -80,7 +82,8 @@ int reportFailure(const JobResult& result, const fs::path& file, const fs::path&
                    (result.reason.empty() ? "" : ": " + result.reason));
     // A lock left behind by a crashed Safari blocks every sort until someone removes it.
     if (code == OVErrorFileBusy && result.holder.kind == FileHolder::Writing)
-        printError(result.holder.who + "'s \u201Clock\u201D item is at \u201C" + result.holder.where.string() + "\u201D");
+        printError(result.holder.who + "'s \u201Clock\u201D item is at \u201C" + result.holder.where.string() +
+                   "\u201D");
     return static_cast<int>(code);
 }
 

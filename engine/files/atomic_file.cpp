@@ -223,7 +223,8 @@ IoError copyFileAtomically(const fs::path& from, const fs::path& to) {
     return result;
 }
 
-IoError writeBytesAtomically(const fs::path& path, const std::vector<std::uint8_t>& bytes, const WriteOptions& options) {
+IoError writeBytesAtomically(const fs::path& path, const std::vector<std::uint8_t>& bytes,
+                             const WriteOptions& options) {
     return writeFileAtomically(
         path,
         [&](plist::Sink& sink) {

@@ -77,7 +77,8 @@ struct WriteOptions {
     // program's save land there.
     std::function<void()> beforeSwap;
 };
-IoError writeFileAtomically(const std::filesystem::path& path, const Producer& produce, const WriteOptions& options = {});
+IoError writeFileAtomically(const std::filesystem::path& path, const Producer& produce,
+                            const WriteOptions& options = {});
 // Options that give the new file these mode bits.
 WriteOptions keepingPermissions(unsigned permissions);
 // Writes the given bytes the same way.

@@ -193,7 +193,8 @@ IoError NewFile::replaceTargetIfStill(const FileIdentity& expected, const std::f
     if (beforeSwap) beforeSwap();
     if (!exchange(name_, target_)) {
         const int error = errno;
-        if (error != EINVAL && error != ENOSYS && error != EOPNOTSUPP) return errnoError("cannot replace", target_, error);
+        if (error != EINVAL && error != ENOSYS && error != EOPNOTSUPP)
+            return errnoError("cannot replace", target_, error);
         // No exchange on this file system: the look just before the rename is the last word.
         if (identityOf(target_) != expected) return targetChanged(target_);
         if (::rename(name_.c_str(), target_.c_str()) != 0) return errnoError("cannot replace", target_, errno);

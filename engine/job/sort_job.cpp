@@ -47,7 +47,8 @@ std::string whyNotReplaceable(const fs::path& file) {
 }  // namespace
 
 JobResult sortBookmarks(const JobRequest& request, const JobHooks& hooks) {
-    if (!itemExists(request.bookmarksFile)) return failed(OVErrorFileNotFound, "no file at " + request.bookmarksFile.string());
+    if (!itemExists(request.bookmarksFile))
+        return failed(OVErrorFileNotFound, "no file at " + request.bookmarksFile.string());
     // The same file is read, backed up and written, even if the link to it changes meanwhile.
     const fs::path file = resolveLinks(request.bookmarksFile);
     const std::unique_ptr<BookmarkStore> store = openStore(file, request.bookmarksFile);
@@ -80,11 +81,10 @@ JobResult sortBookmarks(const JobRequest& request, const JobHooks& hooks) {
         // Unchanged since it was read: the sorted tree is current.
         if (sorted && store->unchangedSinceLoad()) {
             bool backupMade = false;
-            if (request.backupFile) {
-                const StoreResult backup = store->writeInitialBackup(*request.backupFile, backupMade);
-                if (!backup.done()) return fromStore(backup);
-            }
-            const StoreResult saved = store->save(tree, hooks.beforeSwap);
+            StoreResult saved;
+            if (request.backupFile) saved = store->writeInitialBackup(*request.backupFile, backupMade);
+            if (saved.status == StoreResult::Failed) return fromStore(saved);
+            if (saved.done()) saved = store->save(tree, hooks.beforeSwap);
             if (saved.status == StoreResult::Failed) return fromStore(saved);
             if (saved.done()) {
                 result.written = true;

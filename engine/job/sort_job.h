@@ -30,7 +30,7 @@ struct JobResult {
     // Why a read, backup, write or replacement failed, as the system or the reader said it, with
     // the file it concerns; empty on success.
     std::string reason;
-    SortReport report;  // what the sort did (or, for a preview, would do)
+    SortReport report;     // what the sort did (or, for a preview, would do)
     bool written = false;  // the file was replaced (not so when it was in order already)
     FileHolder holder;     // who held the file when the job gave up with code 8
 };

@@ -69,7 +69,8 @@ public:
     virtual bool unchangedSinceLoad() = 0;
 
     // Copies the state load() read to `backup`, unless something is there already: the first
-    // backup is never replaced. `made` tells whether this call made it.
+    // backup is never replaced. `made` tells whether this call made it. Changed when the file is
+    // no longer in that state.
     virtual StoreResult writeInitialBackup(const std::filesystem::path& backup, bool& made) = 0;
 
     // Writes the sorted tree in place of the file, only if it is still in the state load() read.

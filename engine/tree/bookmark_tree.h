@@ -37,7 +37,7 @@ struct TreeNode {
     bool hasTitle = false;
     bool hasUrl = false;
     bool hasIdentity = false;
-    bool hasChildList = false;  // `children` holds the entry's contents (possibly none)
+    bool hasChildList = false;   // `children` holds the entry's contents (possibly none)
     bool namesChildren = false;  // the file names contents for the entry, as a list or as anything else
     // False where a new title is stored somewhere its title is not read from (a Safari entry with
     // both a "Title" and a URI dictionary): the sort goes on seeing the old one.
@@ -45,9 +45,9 @@ struct TreeNode {
 
     // --- What the rules did ---
     bool titleChanged = false;
-    std::string_view newTitle;  // when titleChanged
+    std::string_view newTitle;     // when titleChanged
     bool childrenChanged = false;  // entries were removed or put in a new order
-    bool reordered = false;  // the sort moved entries; their order before it is in orderBeforeSort
+    bool reordered = false;        // the sort moved entries; their order before it is in orderBeforeSort
     std::vector<NodeId> orderBeforeSort;
 };
 

@@ -146,8 +146,9 @@ bool sortTree(BookmarkTree& tree, const SortOptions& options, const TitleCollato
         validateRegion(tree, region.root, options, report);
         sortRegion(tree, region, options, collator, report);
     }
-    const bool changed = !std::all_of(tree.regions.begin(), tree.regions.end(),
-                                      [&](const Region& region) { return isSameOrder(tree, region.root, region.root); });
+    const bool changed = !std::all_of(tree.regions.begin(), tree.regions.end(), [&](const Region& region) {
+        return isSameOrder(tree, region.root, region.root);
+    });
     if (report) report->wouldWrite = changed;
     return changed;
 }

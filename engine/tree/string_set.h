@@ -28,7 +28,8 @@ private:
         std::uint32_t tag = 0;
         std::uint32_t string = 0;  // 0 marks an empty slot
     };
-    std::size_t find(std::string_view s, std::uint32_t tag) const;  // the slot holding s, or the empty one where it goes
+    std::size_t find(std::string_view s,
+                     std::uint32_t tag) const;  // the slot holding s, or the empty one where it goes
     void grow();
 
     std::vector<Slot> slots_;

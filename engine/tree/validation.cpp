@@ -53,9 +53,9 @@ private:
         std::vector<bool> faulty;
     };
 
-    bool isFaultyEntry(NodeId id);          // anything but a folder with entries
-    bool startFolder(NodeId id);            // false when it is faulty without a look inside
-    bool finishFolder(Frame& frame);        // removes the faulty entries; true when none is left
+    bool isFaultyEntry(NodeId id);    // anything but a folder with entries
+    bool startFolder(NodeId id);      // false when it is faulty without a look inside
+    bool finishFolder(Frame& frame);  // removes the faulty entries; true when none is left
     void judged(Frame& frame, std::size_t index, bool faulty);
     void validateTitle(NodeId id, StringSet& titles);
     void count(std::size_t SortReport::*what) {
@@ -90,7 +90,8 @@ bool RegionCleaner::startFolder(NodeId id) {
         count(&SortReport::emptyFoldersRemoved);
         return false;
     }
-    stack_.push_back({id, node.children.size(), StringSet(node.children.size()), std::vector<bool>(node.children.size())});
+    stack_.push_back(
+        {id, node.children.size(), StringSet(node.children.size()), std::vector<bool>(node.children.size())});
     return true;
 }
 

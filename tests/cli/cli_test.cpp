@@ -85,9 +85,8 @@ struct Sandbox {
 using Titles = std::pair<std::vector<std::string>, std::vector<std::string>>;
 Titles barAndMenu(const fs::path& path) {
     const plist::Value root = plist::readPropertyList(test::readFile(path)).value;
-    Orvane engine;
-    return {test::titlesIn(engine.bookmarksBarDictionaryFromBookmarksFileRootNode(root)),
-            test::titlesIn(engine.bookmarksMenuDictionaryFromBookmarksFileRootNode(root))};
+    return {test::titlesIn(safari::childTitled(root, "BookmarksBar")),
+            test::titlesIn(safari::childTitled(root, "BookmarksMenu"))};
 }
 
 }  // namespace
@@ -366,10 +365,9 @@ print(leaves(plistlib.load(open(sys.argv[1], "rb"))))
         const fs::path file = box / name, backup = box / (name + ".backup");
         fs::copy_file(real, file);
         const std::string original = test::readText(file);
-        Orvane engine;
         const plist::Value loaded = parse(original);
-        const bool supported = !engine.bookmarksBarDictionaryFromBookmarksFileRootNode(loaded).isNull() &&
-                               !engine.bookmarksMenuDictionaryFromBookmarksFileRootNode(loaded).isNull();
+        const bool supported = !safari::childTitled(loaded, "BookmarksBar").isNull() &&
+                               !safari::childTitled(loaded, "BookmarksMenu").isNull();
         auto r = box.cli({"sort", "--backup", backup.string(), file.string()});
         ++(supported ? sorted : refused);
         if (!supported) {
@@ -381,7 +379,7 @@ print(leaves(plistlib.load(open(sys.argv[1], "rb"))))
         ASSERT_EQ(r.exitCode, 0) << r.err;
         const auto py = test::run({test::python3(), "-c", countLeaves, file.string()});
         ASSERT_EQ(py.exitCode, 0) << py.err;
-        EXPECT_EQ(py.out, std::to_string(engine.numberOfBookmarksInDictionary(parse(test::readText(file)))) + "\n");
+        EXPECT_EQ(py.out, std::to_string(test::bookmarksIn(parse(test::readText(file)))) + "\n");
 
         const auto sortedAt = fs::last_write_time(file);
         r = box.cli({"sort", "--backup", backup.string(), file.string()});

@@ -9,9 +9,9 @@
 #include <cstring>
 #include <set>
 
-#include "atomic_file.h"
 #include "bookmark_trees.h"
-#include "new_file.h"
+#include "files/atomic_file.h"
+#include "files/new_file.h"
 
 namespace orvane {
 namespace {

@@ -2,8 +2,8 @@
 // strategy through operations that fail on purpose.
 #include <gtest/gtest.h>
 
-#include "log.h"
-#include "replace_item.h"
+#include "files/replace_item.h"
+#include "support/log.h"
 #include "test_support.h"
 
 namespace orvane {

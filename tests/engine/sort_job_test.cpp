@@ -6,7 +6,8 @@
 #include <cstdlib>
 
 #include "bookmark_trees.h"
-#include "bookmarks_document.h"
+#include "files/paths.h"
+#include "job/sort_job.h"
 
 namespace orvane {
 namespace {
@@ -37,21 +38,20 @@ void touch(const fs::path& path, fs::file_time_type::duration by) {
     fs::last_write_time(path, fs::last_write_time(path) + by);
 }
 
-// An engine for `dir`/Bookmarks.plist with the desktop application's settings, and no sleeping; the
+// A job for `dir`/Bookmarks.plist with the desktop application's settings, and no sleeping; the
 // file gets the unsorted tree, in binary, when `unsorted` asks for it.
 struct Job {
     explicit Job(const TempDir& dir, bool unsorted = false)
         : file(dir / "Bookmarks.plist"), backup(dir / "Orvane" / "deeper" / "Initial Copy.plist") {
-        engine.setBookmarksFilename(file.string());
-        engine.setBackupFilename(backup.string());
-        for (auto on : {&Orvane::setArrangeFoldersAtTop, &Orvane::setRemoveDuplicates, &Orvane::setRenameSamenamed,
-                        &Orvane::setWriteBackupFile})
-            (engine.*on)(true);
-        engine.setSleepFunction([this](std::chrono::milliseconds) { ++sleeps; });
+        request = {file, backup, SortOptions{}};
+        hooks.sleep = [this](std::chrono::milliseconds) { ++sleeps; };
         if (unsorted) writeTree(file, unsortedRoot());
     }
+    JobResult sort() { return sortBookmarks(request, hooks); }
+    std::uint32_t code() { return sort().code; }
     fs::path file, backup;
-    Orvane engine;
+    JobRequest request;
+    JobHooks hooks;
     int sleeps = 0;
 };
 
@@ -62,7 +62,7 @@ TEST(SortJob, SortsOnceBacksUpOnceAndLeavesASortedFileAlone) {
     writeFile(job.file, original);
     ::chmod(job.file.c_str(), 0640);
 
-    EXPECT_EQ(job.engine.sortBookmarks(), OVErrorSuccess);
+    EXPECT_EQ(job.code(), OVErrorSuccess);
     // The backup holds the file as it was, with its permission bits, in a folder made for it.
     EXPECT_EQ(readText(job.backup), original);
     EXPECT_EQ(fs::status(job.backup).permissions(), fs::status(job.file).permissions());
@@ -79,11 +79,11 @@ TEST(SortJob, SortsOnceBacksUpOnceAndLeavesASortedFileAlone) {
 
     // Sorted already: nothing is written, not even the file's date changes.
     const fs::file_time_type before = fs::last_write_time(job.file);
-    EXPECT_EQ(Job(dir).engine.sortBookmarks(), OVErrorSuccess);
+    EXPECT_EQ(Job(dir).code(), OVErrorSuccess);
     EXPECT_TRUE(fs::last_write_time(job.file) == before);
 
     // An existing backup is never replaced, however old.
-    EXPECT_EQ(Job(dir, /*unsorted=*/true).engine.sortBookmarks(), OVErrorSuccess);
+    EXPECT_EQ(Job(dir, /*unsorted=*/true).code(), OVErrorSuccess);
     EXPECT_EQ(readText(job.backup), original);
 }
 
@@ -109,14 +109,14 @@ TEST(SortJob, FoldersNestAtMost254Deep) {
         xml += "</array></dict></plist>";
         Job job(dir);
         writeFile(job.file, xml);
-        EXPECT_EQ(job.engine.sortBookmarks(), depth == 254 ? OVErrorSuccess : OVErrorCannotRead);
+        EXPECT_EQ(job.code(), depth == 254 ? OVErrorSuccess : OVErrorCannotRead);
         EXPECT_EQ(readText(job.file).substr(0, 8), depth == 254 ? "bplist00" : "<plist><");
     }
 }
 
 TEST(SortJob, CodesForFilesItCannotUse) {
     TempDir dir;
-    EXPECT_EQ(Job(dir).engine.sortBookmarks(), OVErrorFileNotFound);
+    EXPECT_EQ(Job(dir).code(), OVErrorFileNotFound);
 
     const std::pair<std::string, std::uint32_t> cases[] = {
         {"not a property list", OVErrorCannotRead},
@@ -130,7 +130,7 @@ TEST(SortJob, CodesForFilesItCannotUse) {
     for (const auto& [contents, code] : cases) {
         Job attempt(dir);
         writeFile(attempt.file, contents);
-        EXPECT_EQ(attempt.engine.sortBookmarks(), code) << contents;
+        EXPECT_EQ(attempt.code(), code) << contents;
         EXPECT_EQ(readText(attempt.file), contents);
         EXPECT_FALSE(fs::exists(attempt.backup));
     }
@@ -138,8 +138,10 @@ TEST(SortJob, CodesForFilesItCannotUse) {
     // A backup that cannot be made stops the job before the file is touched.
     Job blocked(dir, /*unsorted=*/true);
     writeFile(dir / "plain file", "x");
-    blocked.engine.setBackupFilename((dir / "plain file" / "backup.plist").string());
-    EXPECT_EQ(blocked.engine.sortBookmarks(), OVErrorCannotWriteBackup);
+    blocked.request.backupFile = dir / "plain file" / "backup.plist";
+    const JobResult refused = blocked.sort();
+    EXPECT_EQ(refused.code, OVErrorCannotWriteBackup);
+    EXPECT_NE(refused.reason.find("plain file"), std::string::npos) << refused.reason;
     EXPECT_EQ(toBinary(readTree(blocked.file)), toBinary(unsortedRoot()));
 }
 
@@ -148,15 +150,15 @@ TEST(SortJob, WaitsWhileLockedAndStartsOverWhenTheFileChanges) {
     {  // Locked throughout: ten pauses, then busy, and the file untouched.
         Job job(dir, /*unsorted=*/true);
         writeFile(dir / "lock", "");
-        EXPECT_EQ(job.engine.sortBookmarks(), OVErrorFileBusy);
+        EXPECT_EQ(job.code(), OVErrorFileBusy);
         EXPECT_EQ(job.sleeps, 10);
         EXPECT_EQ(toBinary(readTree(job.file)), toBinary(unsortedRoot()));
         fs::remove(dir / "lock");
     }
     {  // Locked only after the first pass has read and sorted the unchanged file: that result is written.
         Job job(dir, /*unsorted=*/true);
-        job.engine.setPassObserver([&](int) { writeFile(dir / "lock", ""); });
-        EXPECT_EQ(job.engine.sortBookmarks(), OVErrorSuccess);
+        job.hooks.afterSort = [&](int) { writeFile(dir / "lock", ""); };
+        EXPECT_EQ(job.code(), OVErrorSuccess);
         EXPECT_EQ(job.sleeps, 0);
         EXPECT_EQ(titlesIn(childrenOf(readTree(job.file))[2]), (Titles{"y", "z"}));
         fs::remove(dir / "lock");
@@ -164,66 +166,80 @@ TEST(SortJob, WaitsWhileLockedAndStartsOverWhenTheFileChanges) {
     {  // Changed by someone else during every pass: busy after ten passes.
         Job job(dir, /*unsorted=*/true);
         int passes = 0;
-        job.engine.setPassObserver([&](int) {
+        job.hooks.afterSort = [&](int) {
             ++passes;
             touch(job.file, std::chrono::nanoseconds(1000));
-        });
-        EXPECT_EQ(job.engine.sortBookmarks(), OVErrorFileBusy);
+        };
+        EXPECT_EQ(job.code(), OVErrorFileBusy);
         EXPECT_EQ(passes, 10);
     }
     {  // Changed once, during the first pass: the second pass reads the new contents.
         Job job(dir, /*unsorted=*/true);
-        job.engine.setPassObserver([&](int pass) {
+        job.hooks.afterSort = [&](int pass) {
             if (pass != 1) return;
             writeTree(job.file, bookmarksRoot({folder("BookmarksBar", {}),
                                                folder("BookmarksMenu", {bookmark("2", "https://2.example/"),
                                                                         bookmark("1", "https://1.example/")})}));
             touch(job.file, std::chrono::seconds(1));
-        });
-        EXPECT_EQ(job.engine.sortBookmarks(), OVErrorSuccess);
+        };
+        EXPECT_EQ(job.code(), OVErrorSuccess);
         EXPECT_EQ(titlesIn(childrenOf(readTree(job.file))[1]), (Titles{"1", "2"}));
     }
 }
 
-TEST(SortJob, RestorePutsTheBackupBackAndUsesItUp) {
+TEST(SortJob, RestoreChecksTheBackupThenPutsItBackAndUsesItUp) {
     TempDir dir;
     Job job(dir);
-    EXPECT_EQ(job.engine.restoreBackedUpBookmarks(), OVErrorOutputFileNotFound);
-    writeFile(dir / "real.plist", "sorted");
+    EXPECT_EQ(restoreInitialBackup(job.request).code, OVErrorOutputFileNotFound);
+    writeTree(dir / "real.plist", unsortedRoot());
+    const std::string sorted = readText(dir / "real.plist");
     fs::create_symlink("real.plist", job.file);
-    EXPECT_EQ(job.engine.restoreBackedUpBookmarks(), OVErrorFileNotFound);
+    EXPECT_EQ(restoreInitialBackup(job.request).code, OVErrorFileNotFound);
 
+    // A backup that a sort could not read back never replaces the bookmarks: damaged, not a
+    // bookmarks file, of a newer version, or not a file at all.
     fs::create_directories(job.backup.parent_path());
-    writeFile(job.backup, "initial");
-    EXPECT_EQ(job.engine.restoreBackedUpBookmarks(), OVErrorSuccess);
+    const std::pair<std::string, std::uint32_t> damaged[] = {
+        {"bplist00" + std::string(42, '\xff'), OVErrorCannotRead},
+        {toXml(A({})), OVErrorNotBookmarksFile},
+        {toXml(D({{"WebBookmarkType", S("WebBookmarkTypeList")}, {"WebBookmarkFileVersion", I(2)}})),
+         OVErrorUnknownVersion}};
+    for (const auto& [contents, code] : damaged) {
+        writeFile(job.backup, contents);
+        const JobResult refused = restoreInitialBackup(job.request);
+        EXPECT_EQ(refused.code, code) << contents;
+        EXPECT_NE(refused.reason.find(job.backup.string()), std::string::npos) << refused.reason;
+        EXPECT_EQ(readText(dir / "real.plist"), sorted);
+        EXPECT_EQ(readText(job.backup), contents);
+    }
+    fs::remove(job.backup);
+    fs::create_directory(job.backup);
+    EXPECT_EQ(restoreInitialBackup(job.request).code, OVErrorCannotRead);
+    EXPECT_TRUE(fs::is_directory(job.backup));
+    fs::remove(job.backup);
+
+    const std::string initial = toXml(unsortedRoot());
+    writeFile(job.backup, initial);
+    EXPECT_EQ(restoreInitialBackup(job.request).code, OVErrorSuccess);
     EXPECT_FALSE(fs::exists(job.backup));
     EXPECT_TRUE(fs::is_symlink(job.file));  // the link stays; the file it names is replaced
-    EXPECT_EQ(readText(dir / "real.plist"), "initial");
+    EXPECT_EQ(readText(dir / "real.plist"), initial);
 }
 
-TEST(SortJob, PathsAndDefaults) {
+TEST(SortJob, PathsAndMissingFiles) {
     TempDir dir;
     const char* oldHome = std::getenv("HOME");
     const std::string savedHome = oldHome ? oldHome : "";
     ::setenv("HOME", dir.path().c_str(), 1);
-    Orvane engine;
-    EXPECT_FALSE(engine.bookmarksFilename());  // the default file does not exist here
-    fs::create_directories(dir / "Library" / "Safari");
-    writeTree(dir / "Library" / "Safari" / "Bookmarks.plist", unsortedRoot());
-    EXPECT_EQ(*engine.bookmarksFilename(), dir / "Library" / "Safari" / "Bookmarks.plist");
-    EXPECT_EQ(*engine.backupFilename(), dir / "Library" / "Safari" / "Bookmarks.plist.bak");
-
-    // A leading "~" is the home folder; the backup path, once made, stays.
-    writeTree(dir / "other.plist", unsortedRoot());
-    EXPECT_EQ(engine.sortBookmarksInFileWithName("~/other.plist"), OVErrorSuccess);
-    EXPECT_EQ(*engine.bookmarksFilename(), dir / "other.plist");
-    EXPECT_EQ(*engine.backupFilename(), dir / "Library" / "Safari" / "Bookmarks.plist.bak");
+    EXPECT_EQ(expandTilde("~/other.plist"), dir / "other.plist");
+    EXPECT_EQ(expandTilde("~"), dir.path());
+    EXPECT_EQ(expandTilde("~x/other.plist"), fs::path("~x/other.plist"));
     oldHome ? ::setenv("HOME", savedHome.c_str(), 1) : ::unsetenv("HOME");
 
-    std::string error = "untouched";
-    engine.setBookmarksFilename((dir / "missing.plist").string());
-    engine.sortBookmarks(nullptr, "", error);
-    EXPECT_EQ(error, "Could not find the bookmark plist file.");
+    const JobResult missing = sortBookmarks({dir / "missing.plist", std::nullopt, {}});
+    EXPECT_EQ(missing.code, OVErrorFileNotFound);
+    EXPECT_NE(missing.reason.find("missing.plist"), std::string::npos);
+    EXPECT_FALSE(fs::exists(dir / "missing.plist"));
 }
 
 }  // namespace

@@ -1,108 +1,139 @@
 // Cleaning a region in place: what is removed, what is kept, what is renamed.
 #include <gtest/gtest.h>
 
-#include "bookmark_trees.h"
-#include "log.h"
+#include "tree/validation.h"
+#include "tree_builder.h"
 
 namespace orvane {
 namespace {
 
 using namespace test;
 
-// `region` after `engine` has cleaned it in place.
-plist::Value validated(Orvane& engine, const plist::Value& region) {
-    engine.validateBookmarksInRootNode(region);
-    return region;
+SortOptions only(bool removeDuplicates, bool renameSamenamed) {
+    SortOptions options;
+    options.removeDuplicates = removeDuplicates;
+    options.renameSamenamed = renameSamenamed;
+    return options;
 }
 
 TEST(Validation, RemovesBrokenBookmarksEmptyFoldersAndEarlierDuplicates) {
-    Orvane engine;
-    engine.setRemoveDuplicates(true);
-    plist::Value noAddress = bookmark("No address", "");
-    noAddress.asDictionary()->remove("URLString");
-    const plist::Value region = validated(
-        engine,
-        folder("BookmarksMenu",
-               {bookmark("First", "https://a.example/"),
-                folder("Blank only", {bookmark("Blank", " \t\u3000"), folder("Inner", {bookmark("Blank too", "  ")})}),
-                folder("Empty", {}), noAddress, bookmark("Newline is not blank", "\n"),
-                bookmark("Case differs", "https://A.example/"), bookmark("Leading blank", " https://a.example/"),
-                folder("Sub", {bookmark("Last", "https://a.example/")}),
-                withUUID(D({{"WebBookmarkType", S("WebBookmarkTypeProxy")}}))}));
-    EXPECT_EQ(titlesIn(region), (Titles{"Newline is not blank", "Case differs", "Leading blank", "Sub", "No Name"}));
-    EXPECT_EQ(titlesIn(childrenOf(region)[3]), Titles{"Last"});  // the last of the duplicates stays
+    TreeBuilder b;
+    const NodeId noAddress = b.bookmark("No address", "");
+    b.tree[noAddress].hasUrl = false;
+    const NodeId sub = b.folder("Sub", {b.bookmark("Last", "https://a.example/")});
+    const NodeId region = b.folder(
+        "BookmarksMenu",
+        {b.bookmark("First", "https://a.example/"),
+         b.folder("Blank only", {b.bookmark("Blank", " \t\u3000"), b.folder("Inner", {b.bookmark("Blank too", "  ")})}),
+         b.folder("Empty", {}), noAddress, b.bookmark("Newline is not blank", "\n"),
+         b.bookmark("Case differs", "https://A.example/"), b.bookmark("Leading blank", " https://a.example/"), sub,
+         b.untitled(b.pinned(""))});
+    validateRegion(b.tree, region, only(true, false));
+    EXPECT_EQ(b.titlesIn(region), (Titles{"Newline is not blank", "Case differs", "Leading blank", "Sub", "No Name"}));
+    EXPECT_EQ(b.titlesIn(sub), Titles{"Last"});  // the last of the duplicates stays
+    EXPECT_TRUE(b.tree[region].childrenChanged);
 
     // Without duplicate removal only the broken entries go; the region's root stays even empty.
-    Orvane keepAll;
-    const plist::Value both =
-        folder("BookmarksBar", {bookmark("x", "https://a.example/"), bookmark("y", "https://a.example/")});
-    EXPECT_EQ(childrenOf(validated(keepAll, both)).size(), 2u);
-    EXPECT_TRUE(childrenOf(validated(keepAll, folder("BookmarksBar", {bookmark("x", " ")}))).empty());
+    TreeBuilder keep;
+    const NodeId both = keep.folder(
+        "BookmarksBar", {keep.bookmark("x", "https://a.example/"), keep.bookmark("y", "https://a.example/")});
+    validateRegion(keep.tree, both, only(false, false));
+    EXPECT_EQ(keep.tree[both].children.size(), 2u);
+    EXPECT_FALSE(keep.tree[both].childrenChanged);
+    const NodeId blank = keep.folder("BookmarksBar", {keep.bookmark("x", " ")});
+    validateRegion(keep.tree, blank, only(false, false));
+    EXPECT_TRUE(keep.tree[blank].children.empty());
 }
 
 TEST(Validation, DuplicateAddressesAreFoundWithinARegionOnly) {
-    Orvane engine;
-    engine.setRemoveDuplicates(true);
-    const plist::Value bar = validated(engine, folder("BookmarksBar", {bookmark("News", "https://news.example/")}));
-    const plist::Value menu =
-        validated(engine, folder("BookmarksMenu", {folder("One", {bookmark("News", "https://news.example/"),
-                                                                  bookmark("Other", "https://o.example/")}),
-                                                   folder("Two", {bookmark("News again", "https://news.example/")})}));
-    EXPECT_EQ(childrenOf(bar).size(), 1u);
-    EXPECT_EQ(titlesIn(childrenOf(menu)[0]), Titles{"Other"});
-    EXPECT_EQ(titlesIn(childrenOf(menu)[1]), Titles{"News again"});
+    TreeBuilder b;
+    const NodeId bar = b.folder("BookmarksBar", {b.bookmark("News", "https://news.example/")});
+    const NodeId one =
+        b.folder("One", {b.bookmark("News", "https://news.example/"), b.bookmark("Other", "https://o.example/")});
+    const NodeId two = b.folder("Two", {b.bookmark("News again", "https://news.example/")});
+    const NodeId menu = b.folder("BookmarksMenu", {one, two});
+    validateRegion(b.tree, bar, only(true, false));
+    validateRegion(b.tree, menu, only(true, false));
+    EXPECT_EQ(b.tree[bar].children.size(), 1u);
+    EXPECT_EQ(b.titlesIn(one), Titles{"Other"});
+    EXPECT_EQ(b.titlesIn(two), Titles{"News again"});
 }
 
 TEST(Validation, SameNamedEntriesAreRenamedFromTheLastBackwards) {
-    Orvane engine;
-    engine.setRenameSamenamed(true);
-    const plist::Value three = validated(engine, folder("f", {bookmark("News", "https://1.example/"),
-                                                              folder("News", {bookmark("x", "https://x.example/")}),
-                                                              bookmark("News", "https://3.example/")}));
-    EXPECT_EQ(titlesIn(three), (Titles{"News 2 3", "News 2", "News"}));
-    // The bookmark's new title goes into its URI dictionary, the folder's into "Title".
-    EXPECT_EQ(childrenOf(three)[0].asDictionary()->find("URIDictionary")->asDictionary()->find("title")->asString(),
-              "News 2 3");
+    TreeBuilder b;
+    const NodeId three = b.folder(
+        "f", {b.bookmark("News", "https://1.example/"), b.folder("News", {b.bookmark("x", "https://x.example/")}),
+              b.bookmark("News", "https://3.example/")});
+    validateRegion(b.tree, three, only(false, true));
+    EXPECT_EQ(b.titlesIn(three), (Titles{"News 2 3", "News 2", "News"}));
+    EXPECT_TRUE(b.tree[b.tree[three].children[0]].titleChanged);
+    EXPECT_FALSE(b.tree[b.tree[three].children[2]].titleChanged);
 
-    const plist::Value taken =
-        folder("f", {bookmark("News 2", "https://1.example/"), bookmark("News", "https://2.example/"),
-                     bookmark("News", "https://3.example/")});
-    EXPECT_EQ(titlesIn(validated(engine, taken)), (Titles{"News 2 2", "News 2", "News"}));
+    const NodeId taken =
+        b.folder("f", {b.bookmark("News 2", "https://1.example/"), b.bookmark("News", "https://2.example/"),
+                       b.bookmark("News", "https://3.example/")});
+    validateRegion(b.tree, taken, only(false, true));
+    EXPECT_EQ(b.titlesIn(taken), (Titles{"News 2 2", "News 2", "News"}));
 
     // Equal titles in different folders, and titles differing in case, are left alone.
-    const plist::Value apart = validated(engine, folder("f", {folder("A", {bookmark("Same", "https://1.example/")}),
-                                                              folder("B", {bookmark("Same", "https://2.example/")}),
-                                                              bookmark("same", "https://3.example/")}));
-    EXPECT_EQ(titlesIn(apart), (Titles{"A", "B", "same"}));
-    EXPECT_EQ(titlesIn(childrenOf(apart)[0]), Titles{"Same"});
+    const NodeId a = b.folder("A", {b.bookmark("Same", "https://1.example/")});
+    const NodeId apart = b.folder(
+        "f", {a, b.folder("B", {b.bookmark("Same", "https://2.example/")}), b.bookmark("same", "https://3.example/")});
+    validateRegion(b.tree, apart, only(false, true));
+    EXPECT_EQ(b.titlesIn(apart), (Titles{"A", "B", "same"}));
+    EXPECT_EQ(b.titlesIn(a), Titles{"Same"});
+
+    // Where a new title is stored away from where it is read, the rules go on seeing the old one,
+    // and even a title kept as it is moves there.
+    const NodeId hidden = b.bookmark("News", "https://1.example/");
+    b.tree[hidden].newTitleIsRead = false;
+    const NodeId unseen = b.folder("f", {hidden, b.bookmark("News", "https://2.example/")});
+    validateRegion(b.tree, unseen, only(false, true));
+    EXPECT_EQ(b.titlesIn(unseen), (Titles{"News", "News"}));
+    EXPECT_EQ(b.tree[hidden].newTitle, "News 2");
+    const NodeId alone = b.bookmark("Alone", "https://1.example/");
+    b.tree[alone].newTitleIsRead = false;
+    validateRegion(b.tree, b.folder("f", {alone}), only(false, true));
+    EXPECT_TRUE(b.tree[alone].titleChanged);
+    EXPECT_EQ(b.tree[alone].newTitle, "Alone");
 }
 
 TEST(Validation, UntitledEntriesAreNamedEvenWithoutRenaming) {
-    Orvane engine;  // renameSamenamed off
-    plist::Value untitled = bookmark("", "https://untitled.example/");
-    untitled.asDictionary()->find("URIDictionary")->asDictionary()->remove("title");
-    plist::Value untitledFolder = folder("x", {bookmark("a", "https://a.example/")});
-    untitledFolder.asDictionary()->remove("Title");
-    const plist::Value region = folder(
-        "r", {bookmark("Dup", "https://1.example/"), bookmark("Dup", "https://2.example/"), untitled, untitledFolder});
-    EXPECT_EQ(titlesIn(validated(engine, region)), (Titles{"Dup", "Dup", "https://untitled.example/", "No Name"}));
+    TreeBuilder b;
+    const NodeId region =
+        b.folder("r", {b.bookmark("Dup", "https://1.example/"), b.bookmark("Dup", "https://2.example/"),
+                       b.untitled(b.bookmark("", "https://untitled.example/")),
+                       b.untitled(b.folder("", {b.bookmark("a", "https://a.example/")}))});
+    validateRegion(b.tree, region, only(false, false));
+    EXPECT_EQ(b.titlesIn(region), (Titles{"Dup", "Dup", "https://untitled.example/", "No Name"}));
 
     // A fallback name is not entered into the folder's titles, so it renames nobody.
-    Orvane renaming;
-    renaming.setRenameSamenamed(true);
-    const plist::Value noName = withUUID(D({{"WebBookmarkType", S("WebBookmarkTypeProxy")}}));
-    EXPECT_EQ(titlesIn(validated(renaming, folder("r", {proxy("No Name"), noName}))), (Titles{"No Name", "No Name"}));
+    const NodeId noName = b.folder("r", {b.pinned("No Name"), b.untitled(b.pinned(""))});
+    validateRegion(b.tree, noName, only(false, true));
+    EXPECT_EQ(b.titlesIn(noName), (Titles{"No Name", "No Name"}));
+}
+
+TEST(Validation, BrowserProfilesKeepBlankTitlesAndSeparators) {
+    TreeBuilder b;
+    b.tree.rules.keepsEmptyTitles = true;
+    const NodeId onlySeparators = b.folder("Lines", {b.separator(), b.separator()});
+    const NodeId region = b.folder(
+        "toolbar", {b.bookmark("", "https://1.example/"), b.bookmark("", "https://2.example/"), b.separator(),
+                    b.bookmark("x", "https://x.example/"), b.bookmark("x", "https://y.example/"), onlySeparators});
+    validateRegion(b.tree, region, only(true, true));
+    // Blank titles stay blank; separators are neither removed nor titled, and a folder of
+    // separators is not empty.
+    EXPECT_EQ(b.titlesIn(region), (Titles{"", "", "---", "x 2", "x", "Lines"}));
+    EXPECT_EQ(b.titlesIn(onlySeparators), (Titles{"---", "---"}));
 }
 
 TEST(Validation, ReportCountsWhatWasRemovedAndRenamed) {
-    Orvane engine;
-    engine.setRemoveDuplicates(true);
-    engine.setRenameSamenamed(true);
+    TreeBuilder b;
     SortReport report;
-    engine.setReport(&report);
-    engine.validateBookmarksInRootNode(
-        folder("r", {bookmark("A", "https://a.example/"), bookmark("B", " "), folder("E", {}),
-                     bookmark("A", "https://a.example/"), bookmark("A", "https://b.example/")}));
+    validateRegion(b.tree,
+                   b.folder("r", {b.bookmark("A", "https://a.example/"), b.bookmark("B", " "), b.folder("E", {}),
+                                  b.bookmark("A", "https://a.example/"), b.bookmark("A", "https://b.example/")}),
+                   only(true, true), &report);
     EXPECT_EQ(report.brokenBookmarksRemoved, 1u);
     EXPECT_EQ(report.duplicatesRemoved, 1u);
     EXPECT_EQ(report.emptyFoldersRemoved, 1u);
@@ -111,8 +142,7 @@ TEST(Validation, ReportCountsWhatWasRemovedAndRenamed) {
     EXPECT_EQ(report.renames[0].to, "A 2");
 
     SortReport emptyRegion;
-    engine.setReport(&emptyRegion);
-    engine.validateBookmarksInRootNode(folder("r", {}));
+    validateRegion(b.tree, b.folder("r", {}), only(true, true), &emptyRegion);
     EXPECT_EQ(emptyRegion.emptyFoldersRemoved, 0u);  // the region's own root is never removed
 }
 

@@ -22,6 +22,7 @@ std::string readFailure(std::string_view name, const plist::ReadResult& result);
 
 // Writes the tree over the file as a binary property list, atomically (atomic_file.h). A tree
 // that cannot be serialised is logged and leaves the file alone.
-IoError writeBookmarksPlist(const std::filesystem::path& path, const plist::Value& root, const WriteOptions& options = {});
+IoError writeBookmarksPlist(const std::filesystem::path& path, const plist::Value& root,
+                            const WriteOptions& options = {});
 
 }  // namespace orvane::safari

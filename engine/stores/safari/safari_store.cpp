@@ -34,8 +34,8 @@ bool isSortableAtRoot(const plist::Value& entry) {
     case NodeKind::Bookmark: return true;
     case NodeKind::Folder: {
         const plist::Value title = titleOf(entry);
-        const bool special = title.isString() &&
-                             (title.asString() == keys::BookmarksBarTitle || title.asString() == keys::BookmarksMenuTitle);
+        const bool special = title.isString() && (title.asString() == keys::BookmarksBarTitle ||
+                                                  title.asString() == keys::BookmarksMenuTitle);
         return !isHidden(entry) && !special;
     }
     default: return false;
@@ -146,6 +146,8 @@ StoreResult SafariStore::load(BookmarkTree& tree) {
     plist::ReadResult read = readBookmarksPlist(snapshot_.bytes);
     // Bytes read while another program wrote them may be half of each version.
     if (!snapshot_.settled) return StoreResult::changed();
+    // The bytes are not kept: a backup reads the file again and checks that it is the same file.
+    std::vector<std::uint8_t>().swap(snapshot_.bytes);
     if (StoreResult checked = checkBookmarksPlist(file_, read); !checked.done()) return checked;
     root_ = std::move(read.value);
     return buildTree(tree);
@@ -162,12 +164,17 @@ StoreResult SafariStore::writeInitialBackup(const fs::path& backup, bool& made) 
     if (backup.has_parent_path()) {
         fs::create_directories(backup.parent_path(), error);
         if (error)
-            return StoreResult::failed(OVErrorCannotWriteBackup, "cannot create the folder " +
-                                                                    backup.parent_path().string() + ": " +
-                                                                    error.message());
+            return StoreResult::failed(
+                OVErrorCannotWriteBackup,
+                "cannot create the folder " + backup.parent_path().string() + ": " + error.message());
     }
-    if (IoError written = writeBytesAtomically(backup, snapshot_.bytes, keepingPermissions(snapshot_.permissions));
-        !written.ok())
+    // The backup holds what was read and sorted: when the file is not that file any more, the
+    // sort starts over.
+    FileSnapshot now;
+    if (IoError read = readSnapshot(file_, now); !read.ok())
+        return StoreResult::failed(OVErrorCannotWriteBackup, read.message);
+    if (!now.settled || now.identity != snapshot_.identity) return StoreResult::changed();
+    if (IoError written = writeBytesAtomically(backup, now.bytes, keepingPermissions(now.permissions)); !written.ok())
         return StoreResult::failed(OVErrorCannotWriteBackup, written.message);
     made = true;
     return {};

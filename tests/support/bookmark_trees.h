@@ -1,5 +1,5 @@
-// Short ways to build bookmark trees for tests. Every node gets a distinct "WebBookmarkUUID",
-// as Safari's own nodes have, unless a test builds one without.
+// Short ways to build Safari bookmark trees (property lists) for tests. Every node gets a
+// distinct "WebBookmarkUUID", as Safari's own nodes have, unless a test builds one without.
 #pragma once
 
 #include <initializer_list>
@@ -7,11 +7,13 @@
 #include <string_view>
 #include <vector>
 
-#include "bookmark_keys.h"
-#include "orvane.h"
+#include "stores/safari/safari_keys.h"
+#include "stores/safari/safari_nodes.h"
 #include "test_support.h"
 
 namespace orvane::test {
+
+namespace keys = safari::keys;
 
 inline plist::Value withUUID(plist::Value node) {
     static int next = 0;
@@ -52,13 +54,23 @@ using Titles = std::vector<std::string>;
 
 // The titles of a folder's children, in order, as the engine reads them.
 inline Titles titlesIn(const plist::Value& node) {
-    Orvane engine;
     Titles titles;
     for (const plist::Value& child : childrenOf(node).items()) {
-        const plist::Value title = engine.titleFromBookmarkNode(child);
+        const plist::Value title = safari::titleOf(child);
         titles.emplace_back(title.isString() ? title.asString() : "<none>");
     }
     return titles;
+}
+
+// Bookmarks under a node, in every folder however deep.
+inline std::size_t bookmarksIn(const plist::Value& node) {
+    if (safari::kindOf(node) == NodeKind::Bookmark) return 1;
+    const plist::Dictionary* dict = node.asDictionary();
+    const plist::Value* children = dict ? dict->find(keys::Children) : nullptr;
+    std::size_t count = 0;
+    if (children && children->isArray() && safari::kindOf(node) == NodeKind::Folder)
+        for (const plist::Value& child : children->asArray()->items()) count += bookmarksIn(child);
+    return count;
 }
 
 }  // namespace orvane::test

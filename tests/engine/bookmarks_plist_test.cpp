@@ -2,10 +2,9 @@
 
 #include <sys/stat.h>
 
-#include "atomic_file.h"
-#include "bookmarks_document.h"
-#include "log.h"
-#include "orvane.h"
+#include "files/atomic_file.h"
+#include "stores/safari/bookmarks_plist.h"
+#include "support/log.h"
 #include "test_support.h"
 
 using namespace orvane;
@@ -31,72 +30,48 @@ std::size_t entriesIn(const fs::path& folder) {
 
 }  // namespace
 
-TEST(BookmarksDocument, ReadsAnyFormatButWritesBinaryWhenNewlyMade) {
+TEST(BookmarksPlist, ReadsAnyFormatButWritesBinary) {
     test::TempDir dir;
     const fs::path xml = dir / "Bookmarks.plist";
     // With a byte-order mark, as some editors save it: still XML, not OpenStep text.
     test::writeFile(xml, std::string("\xEF\xBB\xBF") + kXmlBookmarks);
+    const plist::ReadResult read = safari::readBookmarksPlist(test::readFile(xml));
+    ASSERT_TRUE(read) << read.status.description();
+    EXPECT_EQ(read.format, Format::Xml);
 
-    BookmarksDocument reader;
-    EXPECT_EQ(reader.propertyListFormat(), Format::Binary);
-    DocumentError error;
-    ASSERT_TRUE(reader.readFromURL(xml, "", &error)) << error.localizedDescription;
-    EXPECT_EQ(reader.propertyListFormat(), Format::Xml);
-
-    // The writer is a new document: the format read is not carried over.
-    BookmarksDocument writer;
-    writer.setBookmarksDictionary(reader.bookmarksDictionary());
-    ASSERT_TRUE(writer.writeToURL(xml, "plist", &error)) << error.localizedDescription;
+    ASSERT_TRUE(safari::writeBookmarksPlist(xml, read.value).ok());
     EXPECT_EQ(test::readText(xml).substr(0, 8), "bplist00");
-    EXPECT_TRUE(Orvane().bookmarksDictionaryWithFilename(xml) == reader.bookmarksDictionary());
+    EXPECT_TRUE(safari::readBookmarksPlist(test::readFile(xml)).value == read.value);
 }
 
-TEST(BookmarksDocument, ParseFailuresAreLoggedAndReportedAsMinus19) {
+TEST(BookmarksPlist, ParseFailuresAreLoggedWithTheReasonAndFormat) {
     CapturedLog log;
-    BookmarksDocument document;
-    DocumentError error;
-    EXPECT_FALSE(document.readFromData({}, "", &error));
-    EXPECT_EQ(error.domain, kOSStatusErrorDomain);
-    EXPECT_EQ(error.code, -19);
-    EXPECT_NE(error.localizedDescription.find("empty"), std::string::npos);
+    plist::ReadResult read = safari::readBookmarksPlist({});
+    EXPECT_FALSE(read);
     ASSERT_EQ(log.lines.size(), 1u);
     EXPECT_EQ(log.lines[0], "-[BookmarksDocument readFromData:ofType:error:] Error reading plist: " +
-                                error.localizedDescription + ", format: 0");
-    EXPECT_TRUE(document.bookmarksDictionary().isNull());
+                                read.status.description() + ", format: 0");
+    EXPECT_NE(read.status.description().find("empty"), std::string::npos);
+    EXPECT_EQ(safari::readFailure("B.plist", read), "B.plist: not a valid property list: " + read.status.description());
 
-    // A broken binary file names its format in the log line.
-    EXPECT_FALSE(document.readFromData(test::bytesOf("bplist00 and then nothing useful"), "", &error));
+    // A broken binary file names its format in the log line and the reason.
+    read = safari::readBookmarksPlist(test::bytesOf("bplist00 and then nothing useful"));
     EXPECT_NE(log.lines.back().find(", format: 200"), std::string::npos);
-
-    // A missing file fails without a parser message, and the loader answers nothing.
-    test::TempDir dir;
-    EXPECT_FALSE(document.readFromURL(dir / "missing.plist", "", &error));
-    EXPECT_EQ(error.domain, kPOSIXErrorDomain);
-    EXPECT_TRUE(Orvane().bookmarksDictionaryWithFilename(dir / "missing.plist").isNull());
+    EXPECT_EQ(safari::readFailure("B.plist", read).rfind("B.plist: not a valid binary property list: byte ", 0), 0u);
 }
 
-TEST(BookmarksDocument, SerialisationFailuresAreLoggedAndLeaveTheFileAlone) {
+TEST(BookmarksPlist, SerialisationFailuresAreLoggedAndLeaveTheFileAlone) {
     CapturedLog log;
     test::TempDir dir;
     const fs::path target = dir / "Bookmarks.plist";
     test::writeFile(target, "original");
-
-    BookmarksDocument document;
-    document.setBookmarksDictionary(test::D({{"Broken", Value()}}));  // a null cannot be serialised
-    DocumentError error;
-    EXPECT_FALSE(document.dataOfType("plist", &error).has_value());
-    EXPECT_FALSE(error.localizedDescription.empty());
+    const IoError error =
+        safari::writeBookmarksPlist(target, test::D({{"Broken", Value()}}));  // a null cannot be serialised
+    EXPECT_FALSE(error.ok());
     ASSERT_FALSE(log.lines.empty());
     EXPECT_EQ(log.lines.back().rfind("-[BookmarksDocument dataOfType:error:] Error writing to file: ", 0), 0u);
-
-    EXPECT_FALSE(document.writeToURL(target, "plist", &error));
-    EXPECT_EQ(error.domain, kCocoaErrorDomain);
     EXPECT_EQ(test::readText(target), "original");
     EXPECT_EQ(entriesIn(dir.path()), 1u) << "the temporary file was left behind";
-
-    document.setPropertyListFormat(Format::OpenStep);
-    document.setBookmarksDictionary(Value::dictionary());
-    EXPECT_FALSE(document.dataOfType("plist", &error).has_value());
 }
 
 TEST(AtomicWrite, KeepsPermissionsFollowsLinksAndNeverLeavesHalfAFile) {
