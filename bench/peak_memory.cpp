@@ -221,7 +221,7 @@ int sortPhases(const fs::path& file, const fs::path& work) {
         }
 
         phases.start();
-        if (const orvane::StoreResult saved = store.save(tree, {}); !saved.done()) {
+        if (const orvane::StoreResult saved = store.save(tree, orvane::ReplaceHooks{}); !saved.done()) {
             std::fprintf(stderr, "cannot write %s: %s\n", work.c_str(), saved.reason.c_str());
             return 1;
         }

@@ -184,8 +184,8 @@ IoError writeFileAtomically(const fs::path& path, const Producer& produce, const
     if (permissions && ::fchmod(file.fd(), static_cast<mode_t>(*permissions)) != 0)
         return errnoError("cannot set the permissions of the new file beside", target, errno);
     if (::fsync(file.fd()) != 0) return errnoError("cannot flush", target, errno);
-    if (IoError error = options.onlyIfStill ? file.replaceTargetIfStill(*options.onlyIfStill, options.beforeSwap)
-                                            : file.replaceTarget();
+    if (IoError error =
+            options.onlyIfStill ? file.replaceTargetIfStill(*options.onlyIfStill, options.hooks) : file.replaceTarget();
         !error.ok())
         return error;
 

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "files/file_identity.h"
+#include "files/new_file.h"
 #include "plist/codec.h"
 
 namespace orvane {
@@ -73,9 +74,7 @@ struct WriteOptions {
     // Replace the target only while it is still this file (NewFile::replaceTargetIfStill); the
     // answer says targetChanged when it is not.
     std::optional<FileIdentity> onlyIfStill;
-    // Runs between the last look at the target and the replacement, for tests that make another
-    // program's save land there.
-    std::function<void()> beforeSwap;
+    ReplaceHooks hooks;
 };
 IoError writeFileAtomically(const std::filesystem::path& path, const Producer& produce,
                             const WriteOptions& options = {});

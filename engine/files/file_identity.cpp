@@ -1,6 +1,7 @@
 #include "files/file_identity.h"
 
 #include <sys/stat.h>
+#include <thread>
 
 namespace orvane {
 
@@ -21,6 +22,15 @@ std::optional<FileIdentity> identityOfEntry(const std::filesystem::path& path) {
     struct stat st;
     if (::lstat(path.c_str(), &st) != 0) return std::nullopt;
     return identityOf(st);
+}
+
+bool changesWithin(const std::filesystem::path& path, const FileIdentity& identity, std::chrono::milliseconds time) {
+    constexpr std::chrono::milliseconds kStep{10};
+    for (std::chrono::milliseconds waited{0};; waited += kStep) {
+        if (identityOf(path) != identity) return true;
+        if (waited >= time) return false;
+        std::this_thread::sleep_for(kStep);
+    }
 }
 
 }  // namespace orvane

@@ -5,6 +5,7 @@
 
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -31,5 +32,9 @@ FileIdentity identityOf(const struct stat& st);
 std::optional<FileIdentity> identityOf(const std::filesystem::path& path);
 // The same without following a link at the path itself.
 std::optional<FileIdentity> identityOfEntry(const std::filesystem::path& path);
+
+// Whether the file at the path stops being `identity` within `time`, looked at every few
+// milliseconds: a file that would not parse may be another program's save caught half-way.
+bool changesWithin(const std::filesystem::path& path, const FileIdentity& identity, std::chrono::milliseconds time);
 
 }  // namespace orvane

@@ -166,14 +166,16 @@ bool exchange(const fs::path& a, const fs::path& b) {
 
 }  // namespace
 
-void NewFile::putBackAfterExchange(ino_t ours) {
+void NewFile::putBackAfterExchange(const FileIdentity& ours) {
     // Our temporary name holds the other program's save, the target ours. A save newer still may
-    // land at the target meanwhile: it stays there, and the one it superseded goes.
+    // land at the target meanwhile, by a rename or by rewriting our file in place: it stays
+    // there, and the one it superseded goes.
     const std::optional<FileIdentity> atTarget = identityOfEntry(target_);
-    if (atTarget && atTarget->inode == ours) {
+    if (atTarget && atTarget->sameContents(ours)) {
         if (!exchange(name_, target_)) {
             if (::rename(name_.c_str(), target_.c_str()) == 0) name_.clear();
-        } else if (const std::optional<FileIdentity> atName = identityOfEntry(name_); atName && atName->inode != ours) {
+        } else if (const std::optional<FileIdentity> atName = identityOfEntry(name_);
+                   atName && atName->inode != ours.inode) {
             // The newer save reached the target between the look and the exchange, and the
             // exchange moved it here; the older one is at the target now.
             if (::rename(name_.c_str(), target_.c_str()) == 0) name_.clear();
@@ -184,13 +186,13 @@ void NewFile::putBackAfterExchange(ino_t ours) {
     name_.clear();
 }
 
-IoError NewFile::replaceTargetIfStill(const FileIdentity& expected, const std::function<void()>& beforeSwap) {
+IoError NewFile::replaceTargetIfStill(const FileIdentity& expected, const ReplaceHooks& hooks) {
     struct stat st;
     if (::fstat(fd_, &st) != 0) return errnoError("cannot read the new file beside", target_, errno);
-    const ino_t ours = st.st_ino;
+    const FileIdentity ours = identityOf(st);
     if (IoError error = nameAndClose(); !error.ok()) return error;
     if (identityOf(target_) != expected) return targetChanged(target_);
-    if (beforeSwap) beforeSwap();
+    if (hooks.beforeSwap) hooks.beforeSwap();
     if (!exchange(name_, target_)) {
         const int error = errno;
         if (error != EINVAL && error != ENOSYS && error != EOPNOTSUPP)
@@ -202,6 +204,7 @@ IoError NewFile::replaceTargetIfStill(const FileIdentity& expected, const std::f
         deferred_.reset();
         return {};
     }
+    if (hooks.afterSwap) hooks.afterSwap();
     // The exchange moved the change time of the displaced file: compare the rest.
     const std::optional<FileIdentity> displaced = identityOfEntry(name_);
     if (!displaced || !displaced->sameContents(expected)) {

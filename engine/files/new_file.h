@@ -19,6 +19,13 @@ namespace orvane {
 
 struct IoError;
 
+// Seams for tests: what runs around a conditional replacement, where another program's save
+// would be hardest to notice.
+struct ReplaceHooks {
+    std::function<void()> beforeSwap;  // between the last look at the target and the swap
+    std::function<void()> afterSwap;   // right after the swap, before the displaced file is looked at
+};
+
 // Holds back hang-up, interrupt, quit and terminate in the calling thread while it lives: one that
 // arrives meanwhile takes effect when the scope ends, after the file operations in it.
 class DeferredTermination {
@@ -66,14 +73,14 @@ public:
     // targetChanged. The new file is exchanged with the target in one step and the file it
     // displaced is looked at before it is removed, so a save that lands between the last look and
     // the exchange is put back. Where the file system cannot exchange, the last look is made just
-    // before an ordinary rename. `beforeSwap`, when set, runs between the last look and the swap.
-    IoError replaceTargetIfStill(const FileIdentity& expected, const std::function<void()>& beforeSwap = {});
+    // before an ordinary rename.
+    IoError replaceTargetIfStill(const FileIdentity& expected, const ReplaceHooks& hooks = {});
 
 private:
     IoError nameAndClose();  // gives the complete file its temporary name and closes it
     // After an exchange that displaced another program's save (now at our temporary name): puts
     // the newest save back at the target and removes what is left over.
-    void putBackAfterExchange(ino_t ours);
+    void putBackAfterExchange(const FileIdentity& ours);
 
     int fd_ = -1;
     std::filesystem::path target_, folder_;

@@ -84,7 +84,7 @@ JobResult sortBookmarks(const JobRequest& request, const JobHooks& hooks) {
             StoreResult saved;
             if (request.backupFile) saved = store->writeInitialBackup(*request.backupFile, backupMade);
             if (saved.status == StoreResult::Failed) return fromStore(saved);
-            if (saved.done()) saved = store->save(tree, hooks.beforeSwap);
+            if (saved.done()) saved = store->save(tree, hooks.replace);
             if (saved.status == StoreResult::Failed) return fromStore(saved);
             if (saved.done()) {
                 result.written = true;

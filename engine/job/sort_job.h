@@ -49,8 +49,8 @@ struct JobHooks {
     std::function<void(std::chrono::milliseconds)> sleep;
     // Runs after each pass has read and sorted the file, before the job looks at it again.
     std::function<void(int pass)> afterSort;
-    // Runs between the job's last look at the file and its replacement.
-    std::function<void()> beforeSwap;
+    // Run around the replacement of the file.
+    ReplaceHooks replace;
 };
 
 // Loads, cleans and sorts the file and writes it back when the order changed, after the initial

@@ -20,6 +20,7 @@
 #include <string>
 #include <string_view>
 
+#include "files/new_file.h"
 #include "tree/bookmark_tree.h"
 
 namespace orvane {
@@ -74,8 +75,7 @@ public:
     virtual StoreResult writeInitialBackup(const std::filesystem::path& backup, bool& made) = 0;
 
     // Writes the sorted tree in place of the file, only if it is still in the state load() read.
-    // `beforeSwap` runs just before the replacement, for tests.
-    virtual StoreResult save(BookmarkTree& tree, const std::function<void()>& beforeSwap) = 0;
+    virtual StoreResult save(BookmarkTree& tree, const ReplaceHooks& hooks) = 0;
 
     // Whether `backup` holds bookmarks this store can put back (codes 5, 3, 4 as for load()).
     virtual StoreResult checkBackup(const std::filesystem::path& backup) = 0;

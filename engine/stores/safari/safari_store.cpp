@@ -15,6 +15,8 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::uint32_t kNoRecord = UINT32_MAX;
+// How long a file that does not parse is watched for a save that is still being written.
+constexpr std::chrono::milliseconds kUnfinishedSaveWait{100};
 
 const plist::Value* lookup(const plist::Value& node, std::string_view key) {
     const plist::Dictionary* dict = node.asDictionary();
@@ -146,6 +148,8 @@ StoreResult SafariStore::load(BookmarkTree& tree) {
     plist::ReadResult read = readBookmarksPlist(snapshot_.bytes);
     // Bytes read while another program wrote them may be half of each version.
     if (!snapshot_.settled) return StoreResult::changed();
+    // Bytes that do not parse may be another program's save caught half-way, about to go on.
+    if (!read && changesWithin(file_, snapshot_.identity, kUnfinishedSaveWait)) return StoreResult::changed();
     // The bytes are not kept: a backup reads the file again and checks that it is the same file.
     std::vector<std::uint8_t>().swap(snapshot_.bytes);
     if (StoreResult checked = checkBookmarksPlist(file_, read); !checked.done()) return checked;
@@ -224,12 +228,12 @@ plist::Value SafariStore::sortedRoot(const BookmarkTree& tree) {
     return root;
 }
 
-StoreResult SafariStore::save(BookmarkTree& tree, const std::function<void()>& beforeSwap) {
+StoreResult SafariStore::save(BookmarkTree& tree, const ReplaceHooks& hooks) {
     const plist::Value root = sortedRoot(tree);
     root.asDictionary()->set(keys::WebBookmarkUUID, plist::Value::string(stringWithUUID()));
     WriteOptions options;
     options.onlyIfStill = snapshot_.identity;
-    options.beforeSwap = beforeSwap;
+    options.hooks = hooks;
     const IoError written = writeBookmarksPlist(file_, root, options);
     if (written.targetChanged) return StoreResult::changed();
     if (!written.ok()) return StoreResult::failed(OVErrorCannotWrite, written.message);

@@ -30,7 +30,7 @@ public:
     bool unchangedSinceLoad() override;
     StoreResult writeInitialBackup(const std::filesystem::path& backup, bool& made) override;
     // Writes binary, with a fresh "WebBookmarkUUID" for the root.
-    StoreResult save(BookmarkTree& tree, const std::function<void()>& beforeSwap) override;
+    StoreResult save(BookmarkTree& tree, const ReplaceHooks& hooks) override;
     StoreResult checkBackup(const std::filesystem::path& backup) override;
     StoreResult restoreBackup(const std::filesystem::path& backup) override;
 
