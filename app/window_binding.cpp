@@ -68,7 +68,11 @@ WindowBinding::WindowBinding(Workspace& workspace) : workspace_(workspace), wind
     window_->adjustSize();
 }
 
-WindowBinding::~WindowBinding() = default;
+WindowBinding::~WindowBinding() {
+    // A slide still under way ends when the window deletes it with the button; its end must not
+    // retitle a button that is already gone.
+    if (buttonAnimation_) QObject::disconnect(buttonAnimation_, nullptr, window_.get(), nullptr);
+}
 
 QPushButton* WindowBinding::sortBookmarksButton() const { return window_->ui().sortBookmarksButton; }
 QCheckBox* WindowBinding::autoSortModeCheckBox() const { return window_->ui().autoSortModeCheckBox; }
