@@ -1,6 +1,5 @@
 #include "app_fakes.h"
 
-
 namespace orvane::test {
 
 ControllerRig::ControllerRig()
