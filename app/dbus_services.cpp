@@ -5,7 +5,7 @@
 
 #include "app_delegate.h"
 #include "bus_names.h"
-#include "log.h"
+#include "support/log.h"
 
 namespace orvane {
 
@@ -37,11 +37,10 @@ bool DBusServicesProvider::provideServices(AppDelegate& controller) {
     return true;
 }
 
-QString SortServiceObject::SortBookmarks(const QString& userData) {
-    QString error;
-    controller_.sortBookmarks(userData, &error);
+QString SortServiceObject::SortBookmarks(const QString&) {
+    controller_.serviceCalled();
     controller_.sortWhenIdle();
-    return error;
+    return {};  // the sort's outcome is the Sort command's to show, never the caller's
 }
 
 void SortServiceObject::Quit() { controller_.terminateWhenIdle(); }

@@ -2,8 +2,8 @@
 #include <QtGlobal>
 #include <filesystem>
 
-#include "atomic_file.h"
-#include "orvane.h"
+#include "files/atomic_file.h"
+#include "files/paths.h"
 #include "platform_linux.h"
 #include "plist/codec.h"
 

@@ -1,5 +1,5 @@
 // The main window from resources/MainWindow.ui. It only shows things: every decision is the
-// controller's (AppDelegate), which it asks before it closes.
+// controller's (AppDelegate, through its WindowBinding), which it asks before it closes.
 #pragma once
 
 #include <QMainWindow>

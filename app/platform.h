@@ -1,6 +1,9 @@
-// What the application controller asks of the world, one small interface per service. The
-// program plugs in the real ones (platform_*.cpp); tests plug in fakes, so that the Sort command,
-// the launch sequence and the quit rules run with no display, no bus and nobody to click.
+// What the application controller and its parts ask of the world, one small interface per
+// service; each part holds only the ones it uses. The program plugs in the real ones
+// (platform_linux.h, with the Qt dialogs in qt_dialogs.cpp, Safari's files in linux_safari.cpp
+// and the session bus and processes in linux_workspace.cpp; the sort service is dbus_services.h);
+// tests plug in fakes, so that the Sort command, the launch sequence and the quit rules run with
+// no display, no bus and nobody to click.
 #pragma once
 
 #include <QDateTime>

@@ -1,51 +1,54 @@
-// Putting Safari's bookmarks back as they were before the first sort, from the initial copy.
+#include "restore_command.h"
+
 #include <QAction>
 #include <QFileInfo>
 #include <QMenu>
 
-#include "app_delegate.h"
-#include "orvane.h"
+#include "alert_sheet.h"
+#include "bookmarks_files.h"
+#include "busy_count.h"
+#include "job/sort_job.h"
+#include "platform.h"
 
 namespace orvane {
 namespace {
 constexpr int kRestoreInitialBackupTag = 101;
 }
 
-bool AppDelegate::canRestoreInitialBackup() { return QFileInfo::exists(backupFilename()); }
+RestoreCommand::RestoreCommand(AlertPresenter& presenter, AlertSheet& alerts, BookmarksFileLocator& locator,
+                               BusyCount& busy)
+    : presenter_(presenter), alerts_(alerts), locator_(locator), busy_(busy) {}
 
-void AppDelegate::menuNeedsUpdate(QMenu* menu) {
-    // Checked each time the menu opens, so the item follows the file with no notification.
+bool RestoreCommand::canRestoreInitialBackup() const { return QFileInfo::exists(initialBackupPath()); }
+
+void RestoreCommand::menuNeedsUpdate(QMenu* menu) const {
     for (QAction* item : menu->actions())
         if (item->property("tag").toInt() == kRestoreInitialBackupTag) item->setEnabled(canRestoreInitialBackup());
 }
 
-void AppDelegate::restoreInitialBackup() {
-    BusyScope busy(*this);
-    const bool confirmed = platform_.alerts.confirmCritical(
+void RestoreCommand::restoreInitialBackup() {
+    BusyCount::Scope busy(busy_);
+    const bool confirmed = presenter_.confirmCritical(
         tr("You are about to restore the initial backup of your bookmarks"),
         tr("This action will restore Safari’s bookmarks as they were before running this program for the first "
            "time.\n\nPlease note that this action will also remove and/or restore any bookmarks that you may have "
            "added or removed since initially running this program.\n\nWould you like to restore your initial backup?"),
         tr("Cancel"), tr("OK"));
     if (!confirmed) return;
+    const std::optional<QString> file = locator_.filenameToUse();
+    if (!file) return;
 
-    QString title, message;
-    {
-        Orvane job;
-        if (!setupOrvane(job, true)) return;
-        title = tr("Restoring the initial backup of your bookmarks.");
-        if (job.restoreBackedUpBookmarks() == OVErrorSuccess) {
-            message = tr("The initial backup of your bookmarks have now been restored.");
-        } else {
-            // The job names the file only while it exists; a vanished one is still the one meant.
-            const std::optional<std::filesystem::path> bookmarks = job.bookmarksFilename();
-            const QString filename = bookmarks ? QString::fromStdString(bookmarks->string()) : bookmarksFilename();
-            message = tr("Unfortionately the initial backup of your bookmarks could not be restored. Please verify "
-                         "that you have read and write privilages for the file “%@.”")
-                          .replace(QLatin1StringView("%@"), filename);
-        }
-    }
-    showAlertSheetWithTitle(title, message);
+    // A restore has no sort options: the backup goes back as it was written.
+    JobRequest request;
+    request.bookmarksFile = file->toStdString();
+    request.backupFile = initialBackupPath().toStdString();
+    const QString title = tr("Restoring the initial backup of your bookmarks.");
+    if (orvane::restoreInitialBackup(request).code == OVErrorSuccess)
+        alerts_.show(title, tr("The initial backup of your bookmarks have now been restored."));
+    else
+        alerts_.show(title, tr("Unfortionately the initial backup of your bookmarks could not be restored. Please "
+                               "verify that you have read and write privilages for the file “%@.”")
+                                .replace(QLatin1StringView("%@"), *file));
 }
 
 }  // namespace orvane

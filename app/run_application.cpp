@@ -9,9 +9,9 @@
 #include "about_controller.h"
 #include "app_delegate.h"
 #include "dbus_services.h"
-#include "log.h"
 #include "platform_linux.h"
 #include "settings.h"
+#include "support/log.h"
 #include "translations.h"
 
 namespace orvane {

@@ -2,10 +2,10 @@
 
 #include <QStringList>
 
-#include "atomic_file.h"
-#include "log.h"
-#include "orvane.h"
+#include "files/atomic_file.h"
 #include "plist/codec.h"
+#include "plist/coerce.h"
+#include "support/log.h"
 
 namespace orvane {
 

@@ -1,14 +1,17 @@
-// The Sort command: find the bookmarks file (or ask for it), run one sort job with the window
-// locked, and say how it went.
+#include "sort_command.h"
+
 #include <QApplication>
-#include <QFileInfo>
 #include <QPushButton>
 
-#include "app_delegate.h"
-#include "main_window.h"
-#include "orvane.h"
+#include "alert_sheet.h"
+#include "auto_sort_control.h"
+#include "bookmarks_files.h"
+#include "busy_count.h"
+#include "job/messages.h"
+#include "job/sort_job.h"
 #include "safari_bug.h"
 #include "settings.h"
+#include "window_binding.h"
 
 namespace orvane {
 namespace {
@@ -16,85 +19,55 @@ namespace {
 // Locks the window for one job and unlocks it however the job ends.
 class WindowLock {
 public:
-    explicit WindowLock(AppDelegate& controller) : controller_(controller) {
-        controller_.lockGUI(true);
+    explicit WindowLock(WindowBinding& window) : window_(window) {
+        window_.lockGUI(true);
         // The job blocks the event loop: show the disabled button and a busy pointer before it starts.
-        controller_.sortBookmarksButton()->repaint();
+        window_.sortBookmarksButton()->repaint();
         QApplication::setOverrideCursor(Qt::WaitCursor);
     }
     ~WindowLock() {
         QApplication::restoreOverrideCursor();
-        controller_.lockGUI(false);
+        window_.lockGUI(false);
     }
     WindowLock(const WindowLock&) = delete;
     WindowLock& operator=(const WindowLock&) = delete;
 
 private:
-    AppDelegate& controller_;
+    WindowBinding& window_;
 };
 
 }  // namespace
 
-std::optional<QString> AppDelegate::filenameToUse() {
-    const QString stored = bookmarksFilename();
-    // Anything at the path counts, as the job's own check does: a folder there is refused later
-    // with a message that names it, rather than by asking the user again.
-    if (QFileInfo::exists(stored)) return stored;
+SortCommand::SortCommand(AlertSheet& alerts, BookmarksFileLocator& locator, SafariWorld& safari, WindowBinding& window,
+                         const AutoSortControl& autoSort, BusyCount& busy)
+    : alerts_(alerts), locator_(locator), safari_(safari), window_(window), autoSort_(autoSort), busy_(busy) {}
 
-    showAlertSheetWithTitle(tr("Cannot locate the bookmarks file"),
-                            tr("The bookmarks file is not located in its usual place.\n\nPlease locate and select "
-                               "Safari’s bookmarks file in the next dialog (it’s usually named: Bookmarks.plist.)"));
-    const QString start = QFileInfo(QString::fromStdString(expandTilde(kDefaultBookmarksFilename).string())).path();
-    const std::optional<QString> chosen =
-        platform_.files.chooseFile(window_.get(), start, tr("Property lists (*.plist)"));
-    if (!chosen) return std::nullopt;
-    setBookmarksFilename(*chosen);
-    return chosen;
-}
-
-void AppDelegate::setupOrvane(Orvane& job, const std::optional<QString>& filename) {
-    Settings::applySortOptions(job);
-    job.setBackupFilename(backupFilename().toStdString());
-    if (filename)
-        job.setBookmarksFilename(filename->toStdString());
-    else
-        job.setBookmarksFilename(std::nullopt);
-    job.setWriteBackupFile(true);
-}
-
-bool AppDelegate::setupOrvane(Orvane& job, bool askForFilenameIfNeeded) {
-    std::optional<QString> filename;
-    if (askForFilenameIfNeeded) {
-        filename = filenameToUse();
-        if (!filename) return false;
-    }
-    setupOrvane(job, filename);
-    return true;
-}
-
-void AppDelegate::sortBookmarks() {
-    BusyScope busy(*this);
+bool SortCommand::sortBookmarks() {
+    BusyCount::Scope busy(busy_);
+    const std::optional<QString> file = locator_.filenameToUse();
+    if (!file) return false;
+    const JobRequest request{.bookmarksFile = file->toStdString(),
+                             .backupFile = initialBackupPath().toStdString(),
+                             .options = Settings::sortOptions()};
     std::uint32_t code;
     {
-        Orvane job;
-        if (!setupOrvane(job, true)) return;
-        WindowLock lock(*this);
-        code = job.sortBookmarks();
+        WindowLock lock(window_);
+        code = orvane::sortBookmarks(request).code;
     }
-    if (code == OVErrorSuccess) safariBug_refreshSafari(platform_.safari);
-    const bool serviceCall = wasServiceCall();
-    if (code != OVErrorSuccess || (!serviceCall && !autoSortMode())) showOrvaneError(code);
-    if (serviceCall || (code == OVErrorSuccess && autoSortMode())) terminate();
+    if (code == OVErrorSuccess) safariBug_refreshSafari(safari_);
+    const bool serviceCall = autoSort_.wasServiceCall();
+    if (code != OVErrorSuccess || (!serviceCall && !Settings::autoSortMode())) showResult(alerts_, code);
+    return serviceCall || (code == OVErrorSuccess && Settings::autoSortMode());
 }
 
-void AppDelegate::showOrvaneError(std::uint32_t code) {
+void SortCommand::showResult(AlertSheet& alerts, std::uint32_t code) {
     QString title = tr("The bookmarks could not be sorted");
-    QString filename = bookmarksFilename();
+    QString filename = Settings::bookmarksFilename();
     switch (code) {
     case OVErrorSuccess: title = tr("The bookmarks are now sorted"); break;
     case OVErrorFileNotFound:
-    case OVErrorNotBookmarksFile: setBookmarksFilename(QString()); break;  // the next Sort asks for the file
-    case OVErrorCannotWriteBackup: filename = backupFilename(); break;
+    case OVErrorNotBookmarksFile: Settings::setBookmarksFilename(QString()); break;
+    case OVErrorCannotWriteBackup: filename = initialBackupPath(); break;
     default: break;
     }
     QString message;
@@ -102,8 +75,8 @@ void AppDelegate::showOrvaneError(std::uint32_t code) {
         message = tr("The bookmarks file “%@” has no Bookmarks Bar or no Bookmarks Menu, so it was left as it was.")
                       .replace(QLatin1StringView("%@"), filename);
     else
-        message = QString::fromStdString(Orvane::stringFromOVError(code, filename.toStdString()));
-    showAlertSheetWithTitle(title, message);
+        message = QString::fromStdString(messageForUser(code, filename.toStdString()));
+    alerts.show(title, message);
 }
 
 }  // namespace orvane

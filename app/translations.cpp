@@ -5,7 +5,7 @@
 #include <QLocale>
 #include <QTranslator>
 
-#include "translation.h"
+#include "support/translation.h"
 
 namespace orvane {
 

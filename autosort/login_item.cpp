@@ -15,9 +15,9 @@
 #include <string>
 #include <vector>
 
-#include "atomic_file.h"
 #include "desktop_entry.h"
-#include "orvane.h"
+#include "files/atomic_file.h"
+#include "files/paths.h"
 
 namespace orvane {
 namespace fs = std::filesystem;
@@ -129,8 +129,6 @@ bool LoginItem::isLoginItemWithPath(const QString& path, bool remove) {
 }
 
 bool LoginItem::addLoginItem() { return addLoginItemWithPath(QCoreApplication::applicationFilePath(), false); }
-
-bool LoginItem::addAsHiddenLoginItem() { return addLoginItemWithPath(QCoreApplication::applicationFilePath(), true); }
 
 bool LoginItem::isLoginItem() { return isLoginItemWithPath(QCoreApplication::applicationFilePath(), false); }
 

@@ -25,7 +25,6 @@ public:
     static bool isLoginItemWithPath(const QString& path, bool remove);
     // The same for the running program, QCoreApplication::applicationFilePath().
     static bool addLoginItem();
-    static bool addAsHiddenLoginItem();
     static bool isLoginItem();
     static bool removeLoginItem();
     static bool removeLoginItemWithPath(const QString& path);

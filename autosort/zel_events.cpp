@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-#include "atomic_file.h"
+#include "files/atomic_file.h"
 
 namespace orvane {
 namespace fs = std::filesystem;

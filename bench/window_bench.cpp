@@ -65,7 +65,7 @@ int main(int argc, char** argv) {
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, scratch.filePath("config"));
     qputenv("XDG_DATA_HOME", scratch.filePath("data").toUtf8());
     const QString file = scratch.filePath("Bookmarks.plist");
-    Settings::setObject(keys::BookmarksFilename, file);
+    Settings::setBookmarksFilename(file);
 
     TimedAlerts alerts;
     NoFiles files;
@@ -89,7 +89,7 @@ int main(int argc, char** argv) {
         startup.push_back(started.nsecsElapsed() / 1e6);
 
         alerts.clock.start();
-        QTest::mouseClick(controller.sortBookmarksButton(), Qt::LeftButton);
+        QTest::mouseClick(controller.windowBinding().sortBookmarksButton(), Qt::LeftButton);
         sortToAlert.push_back(alerts.shownAt / 1e6);
         if (alerts.lastTitle != QLatin1StringView("The bookmarks are now sorted")) {
             std::fprintf(stderr, "window_bench: the sort failed: %s\n", qPrintable(alerts.lastTitle));

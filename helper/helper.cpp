@@ -7,12 +7,14 @@
 #include <QDBusPendingReply>
 #include <QSettings>
 
-#include "application_folder.h"
 #include "bus_names.h"
+#include "files/application_folder.h"
+#include "files/paths.h"
 #include "helper_codes.h"
-#include "log.h"
-#include "orvane.h"
+#include "job/messages.h"
+#include "job/sort_job.h"
 #include "settings.h"
+#include "support/log.h"
 
 namespace orvane {
 namespace {
@@ -52,15 +54,13 @@ bool isServiceUnreachable(const QDBusError& error) {
 }
 
 std::uint32_t runSortJobFromSettings() {
-    Orvane job;
-    Settings::applySortOptions(job);
-    job.setBookmarksFilename(Settings::stringForKey(keys::BookmarksFilename).toStdString());
     // The folder Orvane last told us of; the same one it would compute, unless it never ran.
-    const QString folder = Settings::stringForKey(keys::ApplicationFolder);
-    job.setBackupFilename(
-        (folder.isEmpty() ? initialBackupFilename() : initialBackupFilename(folder.toStdString())).string());
-    job.setWriteBackupFile(true);
-    return job.sortBookmarks();
+    const QString folder = Settings::applicationFolder();
+    const JobRequest request{
+        .bookmarksFile = expandTilde(Settings::bookmarksFilename().toStdString()),
+        .backupFile = folder.isEmpty() ? initialBackupFilename() : initialBackupFilename(folder.toStdString()),
+        .options = Settings::sortOptions()};
+    return sortBookmarks(request).code;
 }
 
 Helper::Helper(QDBusConnection bus, QObject* parent)
@@ -75,14 +75,11 @@ Helper::Helper(QDBusConnection bus, QObject* parent)
 Helper::~Helper() = default;
 
 bool Helper::start() {
-    const QString path = Settings::stringForKey(keys::BookmarksFilename);
-    bool numeric = false;
-    double latency = Settings::objectForKey(keys::BookmarksUpdateLatency).toDouble(&numeric);
-    if (!numeric || !(latency >= 0)) latency = 1.0;
+    const QString path = Settings::bookmarksFilename();
     events_ = std::make_unique<ZELEvents>(path, this);
-    if (events_->startWithLatency(latency)) return true;
+    if (events_->startWithLatency(Settings::bookmarksUpdateLatency())) return true;
     log("start", "Could not begin watching " + path.toStdString() + " for changes.");
-    Settings::setObject(keys::LastHelperError, kHelperCannotWatch);
+    Settings::setLastHelperError(kHelperCannotWatch);
     return false;
 }
 
@@ -142,8 +139,8 @@ void Helper::sortHere() {
     const std::uint32_t code = runSortJobFromSettings();
     events_->unPause();
     if (code != OVErrorSuccess) {
-        log("sortHere", "The sort failed with code " + std::to_string(code) + ": " + Orvane::stringFromOVError(code));
-        Settings::setObject(keys::LastHelperError, code);
+        log("sortHere", "The sort failed with code " + std::to_string(code) + ": " + shortMessage(code));
+        Settings::setLastHelperError(code);
     }
     emit sortRequestFinished();
 }

@@ -7,8 +7,8 @@
 
 #include "bus_names.h"
 #include "helper.h"
-#include "log.h"
 #include "settings.h"
+#include "support/log.h"
 
 namespace {
 

@@ -1,21 +1,25 @@
-// The application controller over fake services: the Sort command and its alerts, locating the
-// file, the restore, the launch sequence, the quit rules and the helper's reports.
+// The application controller and its parts over fake services, with the real engine: the Sort
+// command and its alerts, locating the file, the restore, the launch sequence, the quit rules,
+// the helper's reports, and the texts of every part in the user's language.
 #include <QAccessible>
 #include <QAction>
 #include <QCheckBox>
 #include <QFile>
 #include <QMenu>
 #include <QPushButton>
-#include <QSettings>
+#include <QTranslator>
 #include <QtTest>
 
 #include "app_fakes.h"
+#include "bookmarks_files.h"
 #include "helper_codes.h"
-#include "log.h"
+#include "job/error_codes.h"
 #include "main_window.h"
-#include "orvane.h"
 #include "settings.h"
+#include "support/log.h"
+#include "support/translation.h"
 #include "test_support.h"
+#include "translations.h"
 
 using namespace orvane;
 using namespace orvane::test;
@@ -31,6 +35,14 @@ QStringList titles(const QList<Alert>& alerts) {
     return out;
 }
 
+QCheckBox* checkBox(AppDelegate& controller, const char* name) {
+    return controller.window()->findChild<QCheckBox*>(QLatin1StringView(name));
+}
+
+QAction* restoreMenuItem(AppDelegate& controller) {
+    return controller.window()->findChild<QAction*>(QStringLiteral("restoreInitialBackupMenuItem"));
+}
+
 // An executable file standing in for orvane-helper in a folder of the scratch home.
 QString putHelper(ScratchHome& home) {
     QDir().mkpath(home.path("bin"));
@@ -44,7 +56,6 @@ QString putHelper(ScratchHome& home) {
 class AppControllerTest : public QObject {
     Q_OBJECT
 private slots:
-    void settingsHaveDefaultsAndAreReadAfresh();
     void checkBoxesShowAndChangeTheirSettings();
     void resultAlertsByCode();
     void locatingTheFileAsksAndCancellingEndsSilently();
@@ -54,53 +65,30 @@ private slots:
     void helperReportsAreShownOnceInTheirOrder();
     void helperLoginItemFailuresOnlyLog();
     void restoreAsksFirstAndFollowsTheBackup();
+    void restoreRefusesABackupThatHoldsNoBookmarks();
     void sortButtonRetitlesAfterItsAnimation();
     void serviceRequestsWaitUntilTheControllerIsIdle();
     void serviceCallTimeWindow();
+    void everyPartSpeaksTheUsersLanguage();
 };
-
-void AppControllerTest::settingsHaveDefaultsAndAreReadAfresh() {
-    ControllerRig rig;
-    AppDelegate& c = *rig.controller;
-    QVERIFY(c.arrangeFoldersAtTop() && c.removeDuplicates() && c.renameSamenamed());
-    QVERIFY(!c.sortBookmarksBar() && !c.autoSortMode());
-    QCOMPARE(c.bookmarksFilename(), rig.home.path("Library/Safari/Bookmarks.plist"));
-    QCOMPARE(c.applicationFolder(), rig.home.path(".local/share/Orvane"));
-    // Reading never writes the registered defaults.
-    QVERIFY(!rig.home.settingsText().contains(QLatin1String("FoldersAtTop")));
-
-    // Another process's write is seen at the next read.
-    QDir().mkpath(rig.home.path(".config/Marrowfen"));
-    writeFile(rig.home.path(".config/Marrowfen/Orvane.conf").toStdString(),
-              "[General]\nFoldersAtTop=false\nSortBookmarksBar=true\nBookmarksFilename=/elsewhere/B.plist\n");
-    QVERIFY(!c.arrangeFoldersAtTop());
-    QVERIFY(c.sortBookmarksBar());
-    QCOMPARE(c.bookmarksFilename(), QStringLiteral("/elsewhere/B.plist"));
-
-    // The initial copy's path is cached until the bookmarks file changes, and then the same.
-    const QString backup = c.backupFilename();
-    QCOMPARE(backup, rig.home.path(".local/share/Orvane/Bookmarks (Initial Copy).plist"));
-    c.setBackupFilename(QStringLiteral("/cached"));
-    QCOMPARE(c.backupFilename(), QStringLiteral("/cached"));
-    c.setBookmarksFilename(QStringLiteral("/other.plist"));
-    QCOMPARE(c.backupFilename(), backup);
-}
 
 void AppControllerTest::checkBoxesShowAndChangeTheirSettings() {
     ControllerRig rig;
     AppDelegate& c = *rig.controller;
-    const QList<std::pair<QCheckBox*, const char*>> boxes = {{c.arrangeFoldersAtTopCheckBox(), keys::FoldersAtTop},
-                                                             {c.removeDuplicatesCheckBox(), keys::RemoveDuplicates},
-                                                             {c.renameSamenamedCheckBox(), keys::RenameSamenamed},
-                                                             {c.sortBookmarksBarCheckBox(), keys::SortBookmarksBar},
-                                                             {c.autoSortModeCheckBox(), keys::AutoSortMode}};
-    QCOMPARE(c.sortBookmarksButton()->accessibleName(), QStringLiteral("Sort Bookmarks"));
-    for (const auto& [box, key] : boxes) {
-        QCOMPARE(box->isChecked(), Settings::boolForKey(key));
+    using Setting = bool (*)();
+    const QList<std::pair<QCheckBox*, Setting>> boxes = {
+        {checkBox(c, "arrangeFoldersAtTopCheckBox"), [] { return Settings::sortOptions().foldersAtTop; }},
+        {checkBox(c, "removeDuplicatesCheckBox"), [] { return Settings::sortOptions().removeDuplicates; }},
+        {checkBox(c, "renameSamenamedCheckBox"), [] { return Settings::sortOptions().renameSamenamed; }},
+        {checkBox(c, "sortBookmarksBarCheckBox"), [] { return Settings::sortOptions().sortBookmarksBar; }},
+        {c.windowBinding().autoSortModeCheckBox(), &Settings::autoSortMode}};
+    QCOMPARE(c.windowBinding().sortBookmarksButton()->accessibleName(), QStringLiteral("Sort Bookmarks"));
+    for (const auto& [box, setting] : boxes) {
+        QCOMPARE(box->isChecked(), setting());
         box->setEnabled(true);
         const bool before = box->isChecked();
         box->click();
-        QCOMPARE(Settings::boolForKey(key), !before);
+        QCOMPARE(setting(), !before);
         // What a screen reader announces is what the box says.
         QCOMPARE(QAccessible::queryAccessibleInterface(box)->text(QAccessible::Name), box->text());
         QVERIFY(!box->text().isEmpty());
@@ -108,15 +96,20 @@ void AppControllerTest::checkBoxesShowAndChangeTheirSettings() {
 }
 
 void AppControllerTest::resultAlertsByCode() {
-    ControllerRig rig;
-    AppDelegate& c = *rig.controller;
+    ScratchHome home;
+    FakeAlerts presenter;
+    QWidget window;
+    BusyCount busy({});
+    AlertSheet alerts(presenter, window, busy);
     const QString stored = QStringLiteral("/some/where/Bookmarks.plist");
     struct Case {
         std::uint32_t code;
         QString title, message;
         bool clearsName;
     };
-    const QString backup = c.backupFilename();
+    // The initial copy in the application folder, whichever bookmarks file is meant.
+    const QString backup = initialBackupPath();
+    QCOMPARE(backup, home.path(".local/share/Orvane/Bookmarks (Initial Copy).plist"));
     const QList<Case> cases = {
         {0, kSorted, "The bookmarks file was opened, sorted and saved.", false},
         {1, kSortFailed,
@@ -133,20 +126,20 @@ void AppControllerTest::resultAlertsByCode() {
          false},
     };
     for (const Case& test : cases) {
-        c.setBookmarksFilename(stored);
-        rig.alerts.shown.clear();
-        c.showOrvaneError(test.code);
-        QCOMPARE(rig.alerts.shown.size(), 1);
-        QCOMPARE(rig.alerts.shown[0].title, test.title);
-        QCOMPARE(rig.alerts.shown[0].message, test.message);
-        QCOMPARE(c.bookmarksFilename(), test.clearsName ? QString() : stored);
+        Settings::setBookmarksFilename(stored);
+        presenter.shown.clear();
+        SortCommand::showResult(alerts, test.code);
+        QCOMPARE(presenter.shown.size(), 1);
+        QCOMPARE(presenter.shown[0].title, test.title);
+        QCOMPARE(presenter.shown[0].message, test.message);
+        QCOMPARE(Settings::bookmarksFilename(), test.clearsName ? QString() : stored);
     }
 }
 
 void AppControllerTest::locatingTheFileAsksAndCancellingEndsSilently() {
     ControllerRig rig;
     AppDelegate& c = *rig.controller;
-    c.sortBookmarksButton()->setEnabled(true);
+    c.windowBinding().sortBookmarksButton()->setEnabled(true);
     c.sortBookmarks();  // no file where the settings say, and the user cancels the open panel
     QCOMPARE(titles(rig.alerts.shown), QStringList{"Cannot locate the bookmarks file"});
     QCOMPARE(
@@ -154,8 +147,8 @@ void AppControllerTest::locatingTheFileAsksAndCancellingEndsSilently() {
         QStringLiteral("The bookmarks file is not located in its usual place.\n\nPlease locate and select Safari’s "
                        "bookmarks file in the next dialog (it’s usually named: Bookmarks.plist.)"));
     QCOMPARE(rig.files.asked, (QList<QStringList>{{rig.home.path("Library/Safari"), "Property lists (*.plist)"}}));
-    QVERIFY(c.sortBookmarksButton()->isEnabled());
-    QCOMPARE(c.bookmarksFilename(), rig.home.path("Library/Safari/Bookmarks.plist"));
+    QVERIFY(c.windowBinding().sortBookmarksButton()->isEnabled());
+    QCOMPARE(Settings::bookmarksFilename(), rig.home.path("Library/Safari/Bookmarks.plist"));
 
     // Choosing a file stores it, and the next Sort uses it without asking.
     const QString chosen = rig.home.path("Chosen.plist");
@@ -164,7 +157,7 @@ void AppControllerTest::locatingTheFileAsksAndCancellingEndsSilently() {
     rig.alerts.shown.clear();
     c.sortBookmarks();
     QCOMPARE(titles(rig.alerts.shown), (QStringList{"Cannot locate the bookmarks file", kSorted}));
-    QCOMPARE(c.bookmarksFilename(), chosen);
+    QCOMPARE(Settings::bookmarksFilename(), chosen);
     rig.alerts.shown.clear();
     c.sortBookmarks();
     QCOMPARE(titles(rig.alerts.shown), QStringList{kSorted});
@@ -176,8 +169,8 @@ void AppControllerTest::serviceCallsAndAutomaticModeQuitAfterSorting() {
     {
         ControllerRig rig;
         rig.home.putSampleBookmarks();
-        rig.controller->setExecutableFolder(putHelper(rig.home));
-        rig.controller->setAutoSortMode(true);
+        rig.controller->autoSortControl().setExecutableFolder(putHelper(rig.home));
+        Settings::setAutoSortMode(true);
         rig.controller->applicationDidFinishLaunching();
         rig.controller->sortBookmarks();
         QVERIFY(rig.alerts.shown.isEmpty());
@@ -189,7 +182,7 @@ void AppControllerTest::serviceCallsAndAutomaticModeQuitAfterSorting() {
         ControllerRig rig;
         const QString file = rig.home.putSampleBookmarks();
         QFile::resize(file, 10);
-        rig.controller->setAutoSortMode(true);
+        Settings::setAutoSortMode(true);
         rig.controller->sortBookmarks();
         QCOMPARE(titles(rig.alerts.shown), QStringList{kSortFailed});
         QCOMPARE(rig.terminations, 0);
@@ -201,10 +194,8 @@ void AppControllerTest::serviceCallsAndAutomaticModeQuitAfterSorting() {
         if (fail) QFile::resize(file, 10);
         rig.controller->applicationDidFinishLaunching();
         rig.clock.time = rig.clock.time.addMSecs(400);
-        QString error = QStringLiteral("untouched");
-        rig.controller->sortBookmarks(QString(), &error);
-        QCOMPARE(error, QStringLiteral("untouched"));
-        QVERIFY(rig.controller->wasServiceCall());
+        rig.controller->serviceCalled();
+        QVERIFY(rig.controller->autoSortControl().wasServiceCall());
         rig.controller->sortBookmarks();
         QCOMPARE(titles(rig.alerts.shown), fail ? QStringList{kSortFailed} : QStringList{});
         QCOMPARE(rig.terminations, 1);
@@ -214,14 +205,16 @@ void AppControllerTest::serviceCallsAndAutomaticModeQuitAfterSorting() {
 void AppControllerTest::quitRules() {
     ControllerRig rig;
     AppDelegate& c = *rig.controller;
-    c.autoSortModeCheckBox()->setEnabled(true);
-    QCOMPARE(c.applicationShouldTerminate(), AppDelegate::TerminateNow);  // automatic mode off
+    AutoSortControl& autoSort = c.autoSortControl();
+    QCheckBox* modeBox = c.windowBinding().autoSortModeCheckBox();
+    modeBox->setEnabled(true);
+    QVERIFY(autoSort.applicationShouldTerminate());  // automatic mode off
     QVERIFY(rig.workspace.launched.isEmpty());
 
-    c.autoSortModeCheckBox()->click();
-    QVERIFY(c.autoSortMode());
+    modeBox->click();
+    QVERIFY(Settings::autoSortMode());
     rig.updater.inProgress = true;
-    QCOMPARE(c.applicationShouldTerminate(), AppDelegate::TerminateNow);  // an update is being installed
+    QVERIFY(autoSort.applicationShouldTerminate());  // an update is being installed
     QVERIFY(rig.workspace.launched.isEmpty());
     rig.updater.inProgress = false;
 
@@ -237,27 +230,26 @@ void AppControllerTest::quitRules() {
                             "file.\n\nPlease reinstall the application to remidy this problem."));
     QVERIFY(log.contains(
         "-[AppDelegate applicationShouldTerminate:] Could not start OrvaneHelper.app, automatic storting will not be enabled."));
-    QVERIFY(!c.autoSortMode());
-    QVERIFY(!c.autoSortModeCheckBox()->isChecked());
+    QVERIFY(!Settings::autoSortMode());
+    QVERIFY(!modeBox->isChecked());
     QCOMPARE(rig.terminations, 0);
     QVERIFY(c.terminate());
     QCOMPARE(rig.terminations, 1);
 
     // The helper is there but the system refuses to start it: its reason is shown.
-    c.setExecutableFolder(putHelper(rig.home));
-    c.setAutoSortMode(true);
-    c.autoSortModeCheckBox()->setChecked(true);
+    autoSort.setExecutableFolder(putHelper(rig.home));
+    modeBox->setChecked(true);
     rig.workspace.launchError = QStringLiteral("Permission denied");
     rig.alerts.shown.clear();
-    QCOMPARE(c.applicationShouldTerminate(), AppDelegate::TerminateCancel);
+    QVERIFY(!autoSort.applicationShouldTerminate());
     QCOMPARE(rig.alerts.shown[0].message,
              QStringLiteral("The operating system says: Permission denied\n\nIf this problem "
                             "remains after restarting your computer, then please reinstall the application."));
 
     // Closing the main window is a request to quit.
     ControllerRig closing;
-    closing.controller->setExecutableFolder(putHelper(closing.home));
-    closing.controller->setAutoSortMode(true);
+    closing.controller->autoSortControl().setExecutableFolder(putHelper(closing.home));
+    Settings::setAutoSortMode(true);
     closing.controller->window()->show();
     QVERIFY(closing.controller->window()->close());
     QCOMPARE(closing.terminations, 1);
@@ -270,17 +262,17 @@ void AppControllerTest::launchSequence() {
                                             {std::nullopt, true}}) {
         ControllerRig rig;
         rig.safari.version = version;
-        Settings::setObject(keys::LastHelperError, 101);
+        Settings::setLastHelperError(kHelperCannotWatch);
         QStringList seen;
         rig.alerts.onShow = [&](const Alert& alert) {
             // Each alert comes after the helper was asked to quit, the folder stored and the
             // service offered, with the window showing; the controls wait until the Safari check is done.
             QCOMPARE(rig.workspace.quitAsked, QStringList{"com.marrowfen.OrvaneHelper"});
-            QCOMPARE(Settings::stringForKey(keys::ApplicationFolder), rig.controller->applicationFolder());
+            QCOMPARE(Settings::applicationFolder(), rig.home.path(".local/share/Orvane"));
             QCOMPARE(rig.services.provided, 1);
             QVERIFY(rig.controller->window()->isVisible());
             if (alert.title == QLatin1String("Please update Safari"))
-                QVERIFY(!rig.controller->sortBookmarksButton()->isEnabled());
+                QVERIFY(!rig.controller->windowBinding().sortBookmarksButton()->isEnabled());
             seen.append(alert.title);
         };
         rig.controller->applicationDidFinishLaunching();
@@ -288,16 +280,16 @@ void AppControllerTest::launchSequence() {
         if (outdated) expected.prepend("Please update Safari");
         QCOMPARE(seen, expected);
         if (outdated) QVERIFY(rig.alerts.shown[0].message.contains(QStringLiteral("from the “Apple” (\uF8FF) menu")));
-        QVERIFY(rig.controller->sortBookmarksButton()->isEnabled());
-        QVERIFY(rig.controller->autoSortModeCheckBox()->isEnabled());
+        QVERIFY(rig.controller->windowBinding().sortBookmarksButton()->isEnabled());
+        QVERIFY(rig.controller->windowBinding().autoSortModeCheckBox()->isEnabled());
     }
 }
 
 void AppControllerTest::helperReportsAreShownOnceInTheirOrder() {
     ControllerRig rig;
-    AppDelegate& c = *rig.controller;
+    AutoSortControl& autoSort = rig.controller->autoSortControl();
     struct Case {
-        QVariant stored;
+        std::uint32_t stored;
         QStringList titles;
         QString message;
         int updateChecks;
@@ -310,7 +302,7 @@ void AppControllerTest::helperReportsAreShownOnceInTheirOrder() {
         {kHelperAsksForUpdateCheck, {}, {}, 1},
         {5,
          {kSortFailed},
-         "The bookmarks file “" + c.bookmarksFilename() +
+         "The bookmarks file “" + Settings::bookmarksFilename() +
              "” could not be read. Please verify that you have read and write access to the file.",
          0},
         {kHelperCannotWatch,
@@ -318,30 +310,29 @@ void AppControllerTest::helperReportsAreShownOnceInTheirOrder() {
          "Could not begin watching the bookmarks file for modification events.\n\nThis problem is very rare. A restart of your computer will probably solve the error.",
          0},
         {7000, {"Automatic sorting error"}, unknown, 0},
-        {QStringLiteral("7000"), {"Automatic sorting error"}, unknown, 0},
     };
     for (const Case& test : cases) {
         rig.alerts.shown.clear();
         rig.updater.checks = 0;
-        Settings::setObject(keys::LastHelperError, test.stored);
-        c.handleHelperApplicationError();
+        Settings::setLastHelperError(test.stored);
+        autoSort.handleHelperApplicationError();
         QCOMPARE(titles(rig.alerts.shown), test.titles);
         if (!test.message.isEmpty()) QCOMPARE(rig.alerts.shown[0].message, test.message);
         QCOMPARE(rig.updater.checks, test.updateChecks);
-        QVERIFY(!Settings::storedObjectForKey(keys::LastHelperError));
-        c.handleHelperApplicationError();  // reported once only
+        QVERIFY(!Settings::lastHelperError());
+        autoSort.handleHelperApplicationError();  // reported once only
         QCOMPARE(rig.alerts.shown.size(), test.titles.size());
     }
 }
 
 void AppControllerTest::helperLoginItemFailuresOnlyLog() {
     ControllerRig rig;
-    AppDelegate& c = *rig.controller;
+    QCheckBox* modeBox = rig.controller->windowBinding().autoSortModeCheckBox();
     QStringList log;
     ScopedLogSink sink([&](std::string_view line) { log.append(QString::fromUtf8(line.data(), line.size())); });
-    c.autoSortModeCheckBox()->setEnabled(true);
-    c.autoSortModeCheckBox()->click();  // on, with no helper beside the program
-    c.autoSortModeCheckBox()->click();  // off, with no login item to remove
+    modeBox->setEnabled(true);
+    modeBox->click();  // on, with no helper beside the program
+    modeBox->click();  // off, with no login item to remove
     QCOMPARE(
         log,
         (QStringList{
@@ -353,44 +344,46 @@ void AppControllerTest::helperLoginItemFailuresOnlyLog() {
 void AppControllerTest::restoreAsksFirstAndFollowsTheBackup() {
     ControllerRig rig;
     AppDelegate& c = *rig.controller;
+    RestoreCommand& command = c.restoreCommand();
     QMenu* fileMenu = c.window()->findChild<QMenu*>("fileMenu");
-    QAction* restore = c.restoreInitialBackupMenuItem();
-    c.menuNeedsUpdate(fileMenu);
+    QAction* restore = restoreMenuItem(c);
+    command.menuNeedsUpdate(fileMenu);
     QVERIFY(!restore->isEnabled());
 
     const QString file = rig.home.putSampleBookmarks();
     const QByteArray original = contents(file);
     c.sortBookmarks();
-    c.menuNeedsUpdate(fileMenu);
+    command.menuNeedsUpdate(fileMenu);
     QVERIFY(restore->isEnabled());
     // A menu without the restore item is left alone.
     QMenu other;
     QAction* plain = other.addAction(QStringLiteral("Plain"));
     plain->setEnabled(false);
-    c.menuNeedsUpdate(&other);
+    command.menuNeedsUpdate(&other);
     QVERIFY(!plain->isEnabled());
 
     // Cancel is the default answer and changes nothing.
     rig.alerts.shown.clear();
-    c.restoreInitialBackup();
+    restore->trigger();
     QCOMPARE(rig.alerts.confirmations[0].title,
              QStringLiteral("You are about to restore the initial backup of your bookmarks"));
     QCOMPARE(rig.alerts.buttons, (QStringList{"Cancel", "OK"}));
     QVERIFY(rig.alerts.shown.isEmpty());
-    QVERIFY(c.canRestoreInitialBackup());
+    QVERIFY(command.canRestoreInitialBackup());
 
     rig.alerts.confirm = true;
-    c.restoreInitialBackup();
+    restore->trigger();
     QCOMPARE(titles(rig.alerts.shown), QStringList{"Restoring the initial backup of your bookmarks."});
     QCOMPARE(rig.alerts.shown[0].message,
              QStringLiteral("The initial backup of your bookmarks have now been restored."));
     QCOMPARE(contents(file), original);
-    c.menuNeedsUpdate(fileMenu);
+    command.menuNeedsUpdate(fileMenu);
     QVERIFY(!restore->isEnabled());
 
-    // With the backup used up, a second restore fails and names the bookmarks file.
+    // A backup gone after the menu was opened: the restore fails and names the bookmarks file.
     rig.alerts.shown.clear();
-    c.restoreInitialBackup();
+    command.restoreInitialBackup();
+    QCOMPARE(rig.alerts.shown.size(), 1);
     QCOMPARE(rig.alerts.shown[0].title, QStringLiteral("Restoring the initial backup of your bookmarks."));
     QCOMPARE(
         rig.alerts.shown[0].message,
@@ -399,22 +392,56 @@ void AppControllerTest::restoreAsksFirstAndFollowsTheBackup() {
             file + ".”");
 }
 
+void AppControllerTest::restoreRefusesABackupThatHoldsNoBookmarks() {
+    // Whatever lies at the backup's path must not take the bookmarks file's place: garbage, a
+    // property list that is no bookmarks file, a folder.
+    const QList<std::pair<const char*, std::function<void(const QString&)>>> backups = {
+        {"garbage", [](const QString& path) { writeFile(path.toStdString(), std::string(50, '\x9c')); }},
+        {"not bookmarks",
+         [](const QString& path) {
+             writeFile(path.toStdString(), toXml(D({{"Title", S("x")}})));
+         }},
+        {"folder", [](const QString& path) { QDir().mkpath(path + QStringLiteral("/inside")); }},
+    };
+    for (const auto& [name, putBackup] : backups) {
+        ControllerRig rig;
+        const QString file = rig.home.putSampleBookmarks();
+        const QByteArray original = contents(file);
+        QDir().mkpath(rig.home.path(".local/share/Orvane"));
+        putBackup(initialBackupPath());
+        rig.alerts.confirm = true;
+        // The menu offers it: something is there.
+        rig.controller->restoreCommand().menuNeedsUpdate(rig.controller->window()->findChild<QMenu*>("fileMenu"));
+        QVERIFY2(restoreMenuItem(*rig.controller)->isEnabled(), name);
+        restoreMenuItem(*rig.controller)->trigger();
+        QVERIFY2(contents(file) == original, name);
+        QCOMPARE(titles(rig.alerts.shown), QStringList{"Restoring the initial backup of your bookmarks."});
+        QCOMPARE(rig.alerts.shown[0].message,
+                 "Unfortionately the initial backup of your bookmarks could not be restored. Please verify that you "
+                 "have read and write privilages for the file “" +
+                     file + ".”");
+        // The refused backup stays where it was, for the user to look at.
+        QVERIFY2(QFileInfo::exists(initialBackupPath()), name);
+    }
+}
+
 void AppControllerTest::sortButtonRetitlesAfterItsAnimation() {
     ControllerRig rig;
     AppDelegate& c = *rig.controller;
+    QPushButton* button = c.windowBinding().sortBookmarksButton();
+    QCheckBox* modeBox = c.windowBinding().autoSortModeCheckBox();
     c.window()->show();
-    c.autoSortModeCheckBox()->setEnabled(true);
-    c.autoSortModeCheckBox()->click();
+    modeBox->setEnabled(true);
+    modeBox->click();
     // The button slides and stretches empty, then shows its new title, centred.
-    QCOMPARE(c.sortBookmarksButton()->text(), QString());
-    QCOMPARE(c.sortBookmarksButton()->accessibleName(), QStringLiteral("Begin Sorting Bookmarks"));
-    QTRY_COMPARE(c.sortBookmarksButton()->text(), QStringLiteral("Begin Sorting Bookmarks"));
-    QPushButton* button = c.sortBookmarksButton();
+    QCOMPARE(button->text(), QString());
+    QCOMPARE(button->accessibleName(), QStringLiteral("Begin Sorting Bookmarks"));
+    QTRY_COMPARE(button->text(), QStringLiteral("Begin Sorting Bookmarks"));
     QCOMPARE(button->size(), button->sizeHint());
     const int left = button->mapTo(c.window(), QPoint(0, 0)).x();
     QVERIFY(qAbs(left - (c.window()->width() - button->width()) / 2) <= 1);
-    c.autoSortModeCheckBox()->click();
-    QTRY_COMPARE(c.sortBookmarksButton()->text(), QStringLiteral("Sort Bookmarks"));
+    modeBox->click();
+    QTRY_COMPARE(button->text(), QStringLiteral("Sort Bookmarks"));
 }
 
 void AppControllerTest::serviceRequestsWaitUntilTheControllerIsIdle() {
@@ -425,13 +452,13 @@ void AppControllerTest::serviceRequestsWaitUntilTheControllerIsIdle() {
     rig.safari.version = QStringLiteral("4.0");
     // Calls that come while the launch alert is open are stamped at once; their sort waits.
     rig.alerts.onShow = [&](const Alert&) {
-        c.sortBookmarks(QString(), nullptr);
+        c.serviceCalled();
         c.sortWhenIdle();
         c.sortWhenIdle();
     };
     c.applicationDidFinishLaunching();
     rig.alerts.onShow = nullptr;
-    QVERIFY(c.wasServiceCall());
+    QVERIFY(c.autoSortControl().wasServiceCall());
     QCOMPARE(contents(file), unsorted);
     QTRY_COMPARE(rig.terminations, 1);  // sorted once, silently, then quit as a service run does
     QVERIFY(contents(file) != unsorted);
@@ -453,16 +480,50 @@ void AppControllerTest::serviceRequestsWaitUntilTheControllerIsIdle() {
 void AppControllerTest::serviceCallTimeWindow() {
     ControllerRig rig;
     AppDelegate& c = *rig.controller;
-    QVERIFY(!c.wasServiceCall());
-    rig.controller->applicationDidFinishLaunching();
+    const AutoSortControl& autoSort = c.autoSortControl();
+    QVERIFY(!autoSort.wasServiceCall());
+    c.applicationDidFinishLaunching();
     const QDateTime start = rig.clock.time;
-    QVERIFY(!c.wasServiceCall());  // no call in this run
+    QVERIFY(!autoSort.wasServiceCall());  // no call in this run
     for (const auto& [offset, expected] :
          {std::pair{990, true}, {1000, true}, {1010, false}, {-500, true}, {-1000, true}, {-1010, false}}) {
         rig.clock.time = start.addMSecs(offset);
-        c.sortBookmarks(QString(), nullptr);
-        QCOMPARE(c.wasServiceCall(), expected);
+        c.serviceCalled();
+        QCOMPARE(autoSort.wasServiceCall(), expected);
     }
+}
+
+void AppControllerTest::everyPartSpeaksTheUsersLanguage() {
+    // Each part of the controller asks the catalogue under the context its texts are kept in.
+    QLocale::setDefault(QLocale(QLocale::German));
+    installTranslations(*QCoreApplication::instance());
+    {
+        ControllerRig rig;
+        AppDelegate& c = *rig.controller;
+        rig.safari.version = QStringLiteral("5.0");
+        Settings::setLastHelperError(kHelperCannotWatch);
+        c.applicationDidFinishLaunching();  // the controller's and the automatic mode's alerts
+        c.sortBookmarks();                  // no bookmarks file: the locator's alert, then cancelled
+        c.restoreCommand().restoreInitialBackup();
+        QCOMPARE(titles(rig.alerts.shown),
+                 (QStringList{"Bitte aktualisieren Sie Safari", "Fehler beim automatischen Sortieren",
+                              "Die Lesezeichendatei wurde nicht gefunden"}));
+        QCOMPARE(rig.alerts.confirmations[0].title,
+                 QStringLiteral("Sie sind dabei, die erste Sicherungskopie Ihrer Lesezeichen wiederherzustellen"));
+        QCOMPARE(c.windowBinding().sortBookmarksButton()->accessibleName(), QStringLiteral("Lesezeichen sortieren"));
+
+        // The result alert: its title from the application's catalogue, its message from the engine's.
+        rig.alerts.shown.clear();
+        rig.home.putSampleBookmarks();
+        c.sortBookmarks();
+        QCOMPARE(rig.alerts.shown[0].title, QStringLiteral("Die Lesezeichen sind jetzt sortiert"));
+        QCOMPARE(rig.alerts.shown[0].message,
+                 QStringLiteral("Die Lesezeichendatei wurde geöffnet, sortiert und gespeichert."));
+    }
+    for (QTranslator* translator : QCoreApplication::instance()->findChildren<QTranslator*>())
+        QCoreApplication::removeTranslator(translator), delete translator;
+    QLocale::setDefault(QLocale::c());
+    setTranslator({});
 }
 
 QTEST_MAIN(AppControllerTest)

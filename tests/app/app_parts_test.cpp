@@ -7,13 +7,14 @@
 
 #include "about_controller.h"
 #include "app_fakes.h"
-#include "log.h"
+#include "job/messages.h"
 #include "message_format.h"
-#include "orvane.h"
 #include "safari_bug.h"
+#include "support/log.h"
+#include "support/translation.h"
 #include "test_support.h"
-#include "translation.h"
 #include "translations.h"
+#include "tree/validation.h"
 
 using namespace orvane;
 using namespace orvane::test;
@@ -137,10 +138,10 @@ void AppPartsTest::everyEngineTextIsInTheCatalogue() {
         return std::string();
     });
     for (std::uint32_t code = 0; code <= 10; ++code) {
-        Orvane::stringFromOVError(code);
-        Orvane::stringFromOVError(code, "file");
+        shortMessage(code);
+        messageForUser(code, "file");
     }
-    Orvane().nameForUntitledBookmarkNode();
+    untitledName();
     setTranslator(previous);
     const QStringList listed = engineTexts();
     for (const QString& text : looked) QVERIFY2(listed.contains(text), qPrintable(text));
@@ -157,7 +158,7 @@ void AppPartsTest::germanAndFrenchCatalogues() {
         installTranslations(*QCoreApplication::instance());
         QCOMPARE(QCoreApplication::translate("orvane::AppDelegate", "The bookmarks are now sorted"),
                  QString::fromUtf8(sorted));
-        QCOMPARE(QString::fromStdString(Orvane::stringFromOVError(0, "f")), QString::fromUtf8(engine));
+        QCOMPARE(QString::fromStdString(messageForUser(0, "f")), QString::fromUtf8(engine));
         for (QTranslator* translator : QCoreApplication::instance()->findChildren<QTranslator*>())
             QCoreApplication::removeTranslator(translator), delete translator;
     }

@@ -68,13 +68,14 @@ void AppWindowTest::sortButtonSortsAsTheCommandLineDoes() {
     AppDelegate controller({alerts, files, safari, workspace, updater, services, clock});
     controller.applicationDidFinishLaunching();
     QVERIFY(QTest::qWaitForWindowExposed(controller.window()));
+    QPushButton* sortButton = controller.windowBinding().sortBookmarksButton();
 
     SeenBox seen;
     answerNextMessageBox(seen, [](QMessageBox& box) { box.button(QMessageBox::Ok)->click(); });
-    QTest::mouseClick(controller.sortBookmarksButton(), Qt::LeftButton);
+    QTest::mouseClick(sortButton, Qt::LeftButton);
     QCOMPARE(seen.text, QStringLiteral("The bookmarks are now sorted"));
     QCOMPARE(seen.informativeText, QStringLiteral("The bookmarks file was opened, sorted and saved."));
-    QVERIFY(controller.sortBookmarksButton()->isEnabled());
+    QVERIFY(sortButton->isEnabled());
 
     const RunResult cli =
         run({cliPath(), "sort", "--backup", home.path("cli-backup.plist").toStdString(), cliCopy.toStdString()});
@@ -86,11 +87,12 @@ void AppWindowTest::sortButtonSortsAsTheCommandLineDoes() {
 
     // The restore panel's default button is Cancel: Return keeps the backup where it is.
     answerNextMessageBox(seen, [](QMessageBox& box) { QTest::keyClick(&box, Qt::Key_Return); });
-    controller.restoreInitialBackupMenuItem()->setEnabled(true);
-    controller.restoreInitialBackupMenuItem()->trigger();
+    QAction* restore = controller.window()->findChild<QAction*>(QStringLiteral("restoreInitialBackupMenuItem"));
+    restore->setEnabled(true);
+    restore->trigger();
     QCOMPARE(seen.text, QStringLiteral("You are about to restore the initial backup of your bookmarks"));
     QCOMPARE(seen.defaultButton, QStringLiteral("Cancel"));
-    QVERIFY(controller.canRestoreInitialBackup());
+    QVERIFY(controller.restoreCommand().canRestoreInitialBackup());
     QCOMPARE(outline(file), sorted);
 }
 

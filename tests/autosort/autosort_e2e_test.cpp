@@ -10,8 +10,8 @@
 #include <QtTest>
 #include <csignal>
 
-#include "scratch_home.h"
 #include "bus_names.h"
+#include "scratch_home.h"
 #include "settings.h"
 #include "test_support.h"
 
@@ -29,9 +29,9 @@ class PrivateSession {
 public:
     explicit PrivateSession(bool automaticMode) : file(home.putSampleBookmarks()) {
         home.putSafari("17.1");
-        Settings::setObject(keys::BookmarksFilename, file);
-        Settings::setObject(keys::AutoSortMode, automaticMode);
-        Settings::setObject(keys::BookmarksUpdateLatency, 0.2);
+        Settings::setBookmarksFilename(file);
+        Settings::setAutoSortMode(automaticMode);
+        Settings::setBookmarksUpdateLatency(0.2);
 
         const QString config = home.path("bus.conf");
         QFile file(config);
@@ -150,7 +150,7 @@ void AutosortEndToEndTest::helperHasChangesSortedAndComesBack() {
     QTest::qWait(2000);
     QCOMPARE(bus.orvaneStarts(), 1);
     QVERIFY(bus.owner(kOrvaneBusName).isEmpty());
-    QVERIFY(!Settings::storedObjectForKey(keys::LastHelperError));
+    QVERIFY(!Settings::lastHelperError());
 }
 
 QTEST_GUILESS_MAIN(AutosortEndToEndTest)

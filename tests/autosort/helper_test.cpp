@@ -6,9 +6,9 @@
 #include <QSignalSpy>
 #include <QtTest>
 
-#include "scratch_home.h"
 #include "helper.h"
 #include "helper_codes.h"
+#include "scratch_home.h"
 #include "settings.h"
 #include "test_support.h"
 
@@ -73,9 +73,9 @@ void HelperTest::unreachableMeansNobodyCanAnswer() {
 void HelperTest::sortsByItselfWithoutTheServiceAndReportsFailures() {
     ScratchHome home;
     const QString file = home.putSampleBookmarks();
-    Settings::setObject(keys::BookmarksFilename, file);
-    Settings::setObject(keys::BookmarksUpdateLatency, 0.05);
-    Settings::setObject(keys::ApplicationFolder, home.path("Folder"));
+    Settings::setBookmarksFilename(file);
+    Settings::setBookmarksUpdateLatency(0.05);
+    Settings::setApplicationFolder(home.path("Folder"));
     QDateTime now(QDate(2026, 11, 23), QTime(9, 0), Qt::UTC);
     {
         Helper helper(noBus());
@@ -87,13 +87,13 @@ void HelperTest::sortsByItselfWithoutTheServiceAndReportsFailures() {
         // Sorted here, with the backup in the folder Orvane named; its own write is no new change.
         QVERIFY(QFile::exists(home.path("Folder/Bookmarks (Initial Copy).plist")));
         QVERIFY(!finished.wait(500));
-        QVERIFY(!Settings::storedObjectForKey(keys::LastHelperError));
+        QVERIFY(!Settings::lastHelperError());
 
         // A failure is left for Orvane's next launch.
         now = now.addSecs(60);
         writeFile(file.toStdString(), "bplist00 not really");
         QVERIFY(finished.wait(10'000));
-        QCOMPARE(Settings::objectForKey(keys::LastHelperError).toInt(), 5);
+        QCOMPARE(Settings::lastHelperError(), 5u);
     }
     // The next helper (a new process after each sort) remembers the last request, so a change
     // right after it waits.
@@ -108,10 +108,10 @@ void HelperTest::sortsByItselfWithoutTheServiceAndReportsFailures() {
 
 void HelperTest::reportsAFileItCannotWatch() {
     ScratchHome home;
-    Settings::setObject(keys::BookmarksFilename, home.path("no such folder/Bookmarks.plist"));
+    Settings::setBookmarksFilename(home.path("no such folder/Bookmarks.plist"));
     Helper helper(noBus());
     QVERIFY(!helper.start());
-    QCOMPARE(Settings::objectForKey(keys::LastHelperError).toUInt(), kHelperCannotWatch);
+    QCOMPARE(Settings::lastHelperError(), kHelperCannotWatch);
 }
 
 QTEST_MAIN(HelperTest)

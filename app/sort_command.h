@@ -1,0 +1,42 @@
+// The Sort command: find the bookmarks file (or ask for it), run one sort job with the window
+// locked, say how it went, and tell whether the run is over: a run started by a service call
+// ends after its sort, and so does a successful sort in the automatic mode.
+#pragma once
+
+#include <QCoreApplication>
+#include <cstdint>
+
+namespace orvane {
+
+class AlertSheet;
+class AutoSortControl;
+class BookmarksFileLocator;
+class BusyCount;
+class SafariWorld;
+class WindowBinding;
+
+class SortCommand {
+    // The texts stay in the context under which the catalogues have always translated them.
+    Q_DECLARE_TR_FUNCTIONS(orvane::AppDelegate)
+public:
+    SortCommand(AlertSheet& alerts, BookmarksFileLocator& locator, SafariWorld& safari, WindowBinding& window,
+                const AutoSortControl& autoSort, BusyCount& busy);
+
+    // Runs the command; true when the application should quit now. Nothing happens when the user
+    // cancels locating the file.
+    bool sortBookmarks();
+
+    // The alert for a sort job's code, also shown for the codes the helper reports. Codes 1 and 3
+    // clear the stored file name, so that the next Sort asks for the file.
+    static void showResult(AlertSheet& alerts, std::uint32_t code);
+
+private:
+    AlertSheet& alerts_;
+    BookmarksFileLocator& locator_;
+    SafariWorld& safari_;
+    WindowBinding& window_;
+    const AutoSortControl& autoSort_;
+    BusyCount& busy_;
+};
+
+}  // namespace orvane

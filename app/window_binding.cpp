@@ -1,0 +1,155 @@
+#include "window_binding.h"
+
+#include <QAction>
+#include <QCheckBox>
+#include <QGuiApplication>
+#include <QLayout>
+#include <QParallelAnimationGroup>
+#include <QPropertyAnimation>
+#include <QPushButton>
+#include <QScreen>
+
+#include "about_controller.h"
+#include "main_window.h"
+#include "platform_linux.h"
+#include "settings.h"
+#include "ui_MainWindow.h"
+
+namespace orvane {
+namespace {
+
+constexpr int kButtonAnimationMilliseconds = 100;
+
+// Each check box shows its setting and changes it when clicked; the code reads the settings.
+void bindCheckBox(QCheckBox* box, bool on, void (*store)(bool)) {
+    box->setChecked(on);
+    QObject::connect(box, &QCheckBox::toggled, box, store);
+}
+
+// Screen readers announce a control by its accessible name: the label a sighted person reads.
+void nameForScreenReaders(QAbstractButton* control) {
+    control->setAccessibleName(QString(control->text()).remove(QLatin1Char('&')));
+}
+
+void centre(QWidget& window) {
+    const QScreen* screen = window.screen() ? window.screen() : QGuiApplication::primaryScreen();
+    if (!screen) return;
+    QRect frame = window.frameGeometry();
+    frame.moveCenter(screen->availableGeometry().center());
+    window.move(frame.topLeft());
+}
+
+}  // namespace
+
+WindowBinding::WindowBinding(Workspace& workspace) : workspace_(workspace), window_(std::make_unique<MainWindow>()) {
+    Ui::MainWindow& ui = window_->ui();
+    const SortOptions options = Settings::sortOptions();
+    bindCheckBox(ui.arrangeFoldersAtTopCheckBox, options.foldersAtTop, &Settings::setFoldersAtTop);
+    bindCheckBox(ui.removeDuplicatesCheckBox, options.removeDuplicates, &Settings::setRemoveDuplicates);
+    bindCheckBox(ui.renameSamenamedCheckBox, options.renameSamenamed, &Settings::setRenameSamenamed);
+    bindCheckBox(ui.sortBookmarksBarCheckBox, options.sortBookmarksBar, &Settings::setSortBookmarksBar);
+    bindCheckBox(ui.autoSortModeCheckBox, Settings::autoSortMode(), &Settings::setAutoSortMode);
+    for (QAbstractButton* control : window_->findChildren<QAbstractButton*>()) nameForScreenReaders(control);
+    QObject::connect(ui.gotoMarrowfenMenuItem, &QAction::triggered, window_.get(), [this] { gotoMarrowfenURL(); });
+    QObject::connect(ui.aboutMenuItem, &QAction::triggered, window_.get(), [this] { showAboutPanel(); });
+
+    // Room for the longer of the two titles, so that retitling never changes the window's size.
+    QPushButton* button = ui.sortBookmarksButton;
+    QSize widest;
+    for (const QString& candidate : {tr("Sort Bookmarks"), tr("Begin Sorting Bookmarks")}) {
+        button->setText(candidate);
+        widest = widest.expandedTo(button->sizeHint());
+    }
+    showSortBookmarksButtonTitle();  // the title for the mode, until the launch retitles it with its animation
+    button->resize(button->sizeHint());
+    window_->reserveSortButtonSpace(widest);
+    // The window's final size from the start, so that the button is centred in it before it shows.
+    window_->centralWidget()->layout()->activate();
+    window_->adjustSize();
+}
+
+WindowBinding::~WindowBinding() {
+    // A slide still under way ends when the window deletes it with the button; its end must not
+    // retitle a button that is already gone.
+    if (buttonAnimation_) QObject::disconnect(buttonAnimation_, nullptr, window_.get(), nullptr);
+}
+
+QPushButton* WindowBinding::sortBookmarksButton() const { return window_->ui().sortBookmarksButton; }
+QCheckBox* WindowBinding::autoSortModeCheckBox() const { return window_->ui().autoSortModeCheckBox; }
+
+void WindowBinding::openWindow() {
+    window_->adjustSize();
+    centre(*window_);
+    // A frame saved under the autosave name replaces the centred one, so the window opens
+    // centred only the first time.
+    if (const std::optional<QByteArray> frame = Settings::mainWindowFrame()) window_->restoreGeometry(*frame);
+    bringForward();
+}
+
+void WindowBinding::bringForward() {
+    window_->show();
+    window_->raise();
+    window_->activateWindow();
+}
+
+void WindowBinding::saveFrame() { Settings::setMainWindowFrame(window_->saveGeometry()); }
+
+QString WindowBinding::sortBookmarksButtonTitle() const {
+    return Settings::autoSortMode() ? tr("Begin Sorting Bookmarks") : tr("Sort Bookmarks");
+}
+
+void WindowBinding::updateSortBookmarksButtonTitle() {
+    QPushButton* button = sortBookmarksButton();
+    if (buttonAnimation_) buttonAnimation_->stop();  // its end sets the title it was heading for
+
+    const QString title = sortBookmarksButtonTitle();
+    const QRect oldFrame = button->geometry();
+    button->setText(title);
+    const QSize newSize = button->sizeHint();
+    button->setText(QString());
+    button->setAccessibleName(title);
+    const QPoint newOrigin(window_->centredSortButtonPosition(newSize.width()).x(), oldFrame.y());
+
+    auto* group = new QParallelAnimationGroup(window_.get());
+    auto* origin = new QPropertyAnimation(button, "pos", group);
+    origin->setDuration(kButtonAnimationMilliseconds);
+    origin->setStartValue(oldFrame.topLeft());
+    origin->setEndValue(newOrigin);
+    auto* size = new QPropertyAnimation(button, "size", group);
+    size->setDuration(kButtonAnimationMilliseconds);
+    size->setStartValue(oldFrame.size());
+    size->setEndValue(newSize);
+    group->addAnimation(origin);
+    group->addAnimation(size);
+    QObject::connect(group, &QAbstractAnimation::stateChanged, window_.get(),
+                     [this, group](QAbstractAnimation::State now) {
+                         if (now != QAbstractAnimation::Stopped) return;
+                         window_->setSortButtonAnimating(false);
+                         // Finished or cut short, the title is the one for the mode as it is now.
+                         showSortBookmarksButtonTitle();
+                         group->deleteLater();
+                     });
+    buttonAnimation_ = group;
+    window_->setSortButtonAnimating(true);
+    group->start();
+}
+
+void WindowBinding::showSortBookmarksButtonTitle() {
+    const QString title = sortBookmarksButtonTitle();
+    QPushButton* button = sortBookmarksButton();
+    button->setText(title);
+    button->setAccessibleName(title);
+    // The window may have changed size while the button moved.
+    button->move(window_->centredSortButtonPosition(button->width()).x(), button->y());
+}
+
+void WindowBinding::lockGUI(bool lock) { sortBookmarksButton()->setEnabled(!lock); }
+
+void WindowBinding::showAboutPanel() {
+    if (!aboutController_) aboutController_ = std::make_unique<AboutController>();
+    aboutController_->showWindow(window_.get());
+}
+
+void WindowBinding::gotoMarrowfenURL() { workspace_.openURL(QString::fromLatin1(kMarrowfenURL)); }
+
+}  // namespace orvane

@@ -1,0 +1,60 @@
+// The main window and what it shows: the check boxes tied to their settings, the Sort button's
+// title for the mode (retitled with a short slide), the window's frame from one run to the next,
+// the About panel and the maker's site. It decides nothing: the commands and the rules for
+// quitting are the controller's parts, which connect themselves to the window's controls.
+#pragma once
+
+#include <QCoreApplication>
+#include <QPointer>
+#include <QString>
+#include <memory>
+
+class QCheckBox;
+class QParallelAnimationGroup;
+class QPushButton;
+
+namespace orvane {
+
+class AboutController;
+class MainWindow;
+class Workspace;
+
+class WindowBinding {
+    // The texts stay in the context under which the catalogues have always translated them.
+    Q_DECLARE_TR_FUNCTIONS(orvane::AppDelegate)
+public:
+    explicit WindowBinding(Workspace& workspace);
+    ~WindowBinding();
+    WindowBinding(const WindowBinding&) = delete;
+    WindowBinding& operator=(const WindowBinding&) = delete;
+
+    MainWindow& window() const { return *window_; }
+    QPushButton* sortBookmarksButton() const;
+    QCheckBox* autoSortModeCheckBox() const;
+
+    // Shows the window centred on the screen the first time, and where it was when Orvane last
+    // quit afterwards.
+    void openWindow();
+    void bringForward();
+    void saveFrame();
+
+    // Gives the Sort button the title for the current mode: the button slides and stretches,
+    // empty, to its new centred size for a tenth of a second, then shows the title.
+    void updateSortBookmarksButtonTitle();
+    // Only the Sort button is locked.
+    void lockGUI(bool lock);
+    void showAboutPanel();
+    void gotoMarrowfenURL();
+
+private:
+    QString sortBookmarksButtonTitle() const;
+    // Where each animation ends: the title for the mode as it is now, centred.
+    void showSortBookmarksButtonTitle();
+
+    Workspace& workspace_;
+    std::unique_ptr<MainWindow> window_;
+    std::unique_ptr<AboutController> aboutController_;
+    QPointer<QParallelAnimationGroup> buttonAnimation_;
+};
+
+}  // namespace orvane
