@@ -46,9 +46,7 @@ bool SortCommand::sortBookmarks() {
     BusyCount::Scope busy(busy_);
     const std::optional<QString> file = locator_.filenameToUse();
     if (!file) return false;
-    const JobRequest request{.bookmarksFile = file->toStdString(),
-                             .backupFile = initialBackupPath().toStdString(),
-                             .options = Settings::sortOptions()};
+    const JobRequest request(file->toStdString(), initialBackupPath().toStdString(), Settings::sortOptions());
     std::uint32_t code;
     {
         WindowLock lock(window_);

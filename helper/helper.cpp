@@ -56,10 +56,9 @@ bool isServiceUnreachable(const QDBusError& error) {
 std::uint32_t runSortJobFromSettings() {
     // The folder Orvane last told us of; the same one it would compute, unless it never ran.
     const QString folder = Settings::applicationFolder();
-    const JobRequest request{
-        .bookmarksFile = expandTilde(Settings::bookmarksFilename().toStdString()),
-        .backupFile = folder.isEmpty() ? initialBackupFilename() : initialBackupFilename(folder.toStdString()),
-        .options = Settings::sortOptions()};
+    const JobRequest request(expandTilde(Settings::bookmarksFilename().toStdString()),
+                             folder.isEmpty() ? initialBackupFilename() : initialBackupFilename(folder.toStdString()),
+                             Settings::sortOptions());
     return sortBookmarks(request).code;
 }
 

@@ -18,11 +18,17 @@
 namespace orvane {
 
 struct JobRequest {
+    JobRequest() = default;
+    JobRequest(std::filesystem::path file, std::optional<std::filesystem::path> backup = std::nullopt,
+               SortOptions options = {}, StoreOptions store = {})
+        : bookmarksFile(std::move(file)), backupFile(std::move(backup)), options(options), store(store) {}
+
     std::filesystem::path bookmarksFile;  // a link is followed; the file it names is replaced
     // The one-time initial backup: written before the first write ever, never replaced, and what
     // a restore puts back. None: a sort writes no backup.
     std::optional<std::filesystem::path> backupFile;
     SortOptions options;
+    StoreOptions store;
 };
 
 struct JobResult {
@@ -33,6 +39,7 @@ struct JobResult {
     SortReport report;     // what the sort did (or, for a preview, would do)
     bool written = false;  // the file was replaced (not so when it was in order already)
     FileHolder holder;     // who held the file when the job gave up with code 8
+    std::string browser;   // whose bookmarks file it is: "Safari", "Chromium", ...
 };
 
 // What a sort would do now, found the way the sort finds it, with nothing written.

@@ -54,8 +54,11 @@ struct TreeNode {
 // A part of the tree cleaned and sorted on its own, with its own set of addresses for finding
 // duplicates.
 struct Region {
-    NodeId root = 0;
-    bool isBookmarksBar = false;  // its own entries keep their order unless the bar is sorted too
+    Region(NodeId root, bool isBookmarksBar = false, std::string_view label = {})
+        : root(root), isBookmarksBar(isBookmarksBar), label(label) {}
+    NodeId root;
+    bool isBookmarksBar;     // its own entries keep their order unless the bar is sorted too
+    std::string_view label;  // what people call it: "Bookmarks Bar", "Other Bookmarks", ...
 };
 
 // What differs between formats in how the rules apply.

@@ -16,6 +16,7 @@ TEST(Scripts, EveryScriptHasAUsageMessageAndDoesNothingElseWhenMisused) {
                                         "bench/concurrent_saves.py",
                                         "bench/helper_bench.py",
                                         "bench/make_bookmarks.py",
+                                        "bench/make_chromium_bookmarks.py",
                                         "bench/sort_plistlib.py",
                                         "bench/window_startup.sh",
                                         "fuzz/make_binary_seeds.py",
