@@ -1,14 +1,16 @@
 # Helpers shared by bench/compare_plistlib.sh and bench/compare_sort.sh; sourced, not run.
 
-# setup BUILD_DIR BOOKMARKS: sets build, count, runs, python, tool and data, checks that the
-# probe is built and makes the generated file when it is missing.
+# setup BUILD_DIR BOOKMARKS [GENERATOR FILE-NAME]: sets build, count, runs, python, tool and data,
+# checks that the probe is built and makes the generated file when it is missing (a Safari file
+# from make_bookmarks.py unless another generator and file name are given).
 setup() {
     build=${1:-build}
     count=${2:-100000}
     runs=${ORVANE_BENCH_RUNS:-5}
     python=${PYTHON3:-python3}
     tool="$build/bench/plist_peak_memory"
-    data="$build/bench/bookmarks-$count.plist"
+    generator=${3:-make_bookmarks.py}
+    data="$build/bench/${4:-bookmarks-$count.plist}"
     if [[ ! -x "$tool" ]]; then
         echo "no $tool: build it first (cmake --build $build --target plist_peak_memory)" >&2
         exit 1
@@ -40,7 +42,7 @@ make_data() {
     local data=$1 count=$2
     [[ -f "$data" ]] && return 0
     echo "making $data ($count bookmarks)..." >&2
-    "$python" "$here/make_bookmarks.py" "$count" "$data.partial" --seed 1
+    "$python" "$here/$generator" "$count" "$data.partial" --seed 1
     mv "$data.partial" "$data"
 }
 

@@ -3,8 +3,14 @@
 #include <string>
 #include <vector>
 
+#include <algorithm>
+#include <memory>
+
 #include "cli.h"
+#include "files/atomic_file.h"
+#include "job/error_codes.h"
 #include "plist/coerce.h"
+#include "stores/bookmark_store.h"
 #include "stores/safari/safari_keys.h"
 #include "stores/safari/safari_nodes.h"
 
@@ -16,7 +22,8 @@ const char* kHelp =
     "\n"
     "Shows the bookmarks file FILE (- for standard input) as an indented outline: folders end\n"
     "in '/', bookmarks show their address in <>, proxies and hidden folders are marked, and the\n"
-    "Bookmarks Bar and Bookmarks Menu are named as such.\n"
+    "Bookmarks Bar and Bookmarks Menu are named as such. FILE is Safari's Bookmarks.plist (any\n"
+    "property list) or a Chromium-family browser's Bookmarks file.\n"
     "\n"
     "Exit status: 0 done, 3 FILE is a property list but not a bookmarks file, 5 FILE unreadable\n"
     "or not a property list, 6 standard output cannot be written, 64 usage error.\n";
@@ -58,6 +65,55 @@ std::string describe(const plist::Value& node, bool atRoot, Counts& counts) {
            printable(stringAt(node, safari::keys::WebBookmarkType)) + "\")";
 }
 
+// A browser profile's bookmarks, region by region, from the tree its store reads.
+int printBrowserProfile(std::string_view input) {
+    const std::filesystem::path file = resolveLinks(std::string(input));
+    StoreOptions options;
+    options.ignoreSync = true;  // reading changes nothing
+    const std::unique_ptr<BookmarkStore> store = openStore(file, std::string(input), options);
+    BookmarkTree tree;
+    if (const StoreResult loaded = store->load(tree); !loaded.done()) {
+        printError(loaded.status == StoreResult::Changed ? std::string(input) + ": changed while it was read"
+                                                         : loaded.reason);
+        return loaded.code == OVErrorNotBookmarksFile ? ExitNotBookmarks : ExitUnreadable;
+    }
+    std::printf("%s: %s bookmarks file\n", std::string(input).c_str(), std::string(store->browserName()).c_str());
+    Counts counts;
+    std::vector<std::pair<NodeId, int>> pending;
+    for (auto region = tree.regions.rbegin(); region != tree.regions.rend(); ++region)
+        pending.emplace_back(region->root, 0);
+    std::string line;
+    while (!pending.empty()) {
+        const auto [id, depth] = pending.back();
+        pending.pop_back();
+        const TreeNode& node = tree[id];
+        const std::string title = node.hasTitle ? printable(node.title) : std::string();
+        line.assign(static_cast<std::size_t>(2 * depth), ' ');
+        if (depth == 0) {
+            const auto region =
+                std::find_if(tree.regions.begin(), tree.regions.end(), [&](const Region& r) { return r.root == id; });
+            line += std::string(region->label) + "/";
+        } else if (node.kind == NodeKind::Folder) {
+            line += (title.empty() ? "(untitled folder)" : title) + "/";
+        } else if (node.kind == NodeKind::Bookmark) {
+            line += (title.empty() ? "(untitled)" : title) + "  <" + printable(node.url) + ">";
+        } else if (node.kind == NodeKind::Separator) {
+            line += "----";
+        } else {
+            line += (title.empty() ? "(untitled)" : title) +
+                    (node.kind == NodeKind::Pinned ? "  (query)" : "  (unknown kind)");
+        }
+        std::puts(line.c_str());
+        if (node.kind == NodeKind::Bookmark) ++counts.bookmarks;
+        if (node.kind == NodeKind::Folder && depth > 0) ++counts.folders;
+        for (auto child = node.children.rbegin(); child != node.children.rend(); ++child)
+            pending.emplace_back(*child, depth + 1);
+    }
+    std::printf("%zu bookmark%s in %zu folder%s\n", counts.bookmarks, counts.bookmarks == 1 ? "" : "s", counts.folders,
+                counts.folders == 1 ? "" : "s");
+    return ExitOk;
+}
+
 }  // namespace
 
 int runPrint(const Args& args) {
@@ -88,6 +144,8 @@ int runPrint(const Args& args) {
         printError("print: no FILE given; see 'orvane-cli print --help'");
         return ExitUsage;
     }
+    if (input != "-" && detectFormat(std::string(input)) == BookmarksFormat::Chromium)
+        return printBrowserProfile(input);
     plist::ReadResult read = loadPropertyList(input);
     if (!read) return ExitUnreadable;
 

@@ -4,7 +4,6 @@
 #include <string>
 
 #include "cli.h"
-#include "files/application_folder.h"
 #include "files/paths.h"
 #include "job/sort_job.h"
 #include "stores/safari/safari_store.h"
@@ -70,8 +69,8 @@ int runRestore(const Args& args) {
     }
 
     const fs::path target = expandTilde(file ? *file : safari::kDefaultBookmarksFile);
-    const fs::path backup = backupPath ? expandTilde(*backupPath) : initialBackupFilename();
-    const JobResult result = restoreInitialBackup({target, backup, {}});
+    const fs::path backup = backupPath ? expandTilde(*backupPath) : defaultBackupFor(target);
+    const JobResult result = restoreInitialBackup(JobRequest(target, backup));
     const std::string theBackup = "restore: the backup \u201C" + backup.string() + "\u201D ";
     switch (result.code) {
     case OVErrorSuccess: return reportJobResult(result.code, kRestored);

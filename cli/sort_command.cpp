@@ -11,7 +11,6 @@
 #include <string>
 
 #include "cli.h"
-#include "files/application_folder.h"
 #include "files/paths.h"
 #include "job/messages.h"
 #include "job/sort_job.h"
@@ -24,12 +23,14 @@ namespace fs = std::filesystem;
 const char* kHelp =
     "usage: orvane-cli sort [OPTIONS] [FILE]\n"
     "\n"
-    "Sorts the Safari bookmarks file FILE (default: ~/Library/Safari/Bookmarks.plist): every\n"
-    "folder by title, case ignored, proxies first; broken bookmarks and empty folders are dropped\n"
-    "and untitled entries named. The file is written back (as a binary property list) only when\n"
-    "its order changed, and before the first write ever it is copied to the initial backup, which\n"
-    "is never overwritten. While Safari's \"lock\" item exists beside the file the sort waits, for\n"
-    "at most about 3 seconds.\n"
+    "Sorts the bookmarks file FILE (default: ~/Library/Safari/Bookmarks.plist): Safari's\n"
+    "Bookmarks.plist, or the Bookmarks file of a Chromium-family browser (Chromium, Chrome, Edge,\n"
+    "Brave, Vivaldi, Opera), told by its contents. Every folder is sorted by title, case ignored,\n"
+    "proxies first; broken bookmarks and empty folders are dropped and untitled entries named. The\n"
+    "file is written back (Safari's as a binary property list, Chromium's as the browser writes it)\n"
+    "only when its order changed, and before the first write ever it is copied to the initial\n"
+    "backup, which is never overwritten. While Safari's \"lock\" item exists beside the file the sort\n"
+    "waits, for at most about 3 seconds; while a browser runs with the profile, nothing is sorted.\n"
     "\n"
     "Options:\n"
     "  --folders-at-top, --no-folders-at-top         folders ahead of bookmarks (default on)\n"
@@ -38,16 +39,21 @@ const char* kHelp =
     "                                                (default on)\n"
     "  --sort-bookmarks-bar, --no-sort-bookmarks-bar sort the Bookmarks Bar itself (default off)\n"
     "  --backup PATH     the initial backup (default: $XDG_DATA_HOME/Orvane/\n"
-    "                    Bookmarks (Initial Copy).plist, XDG_DATA_HOME being ~/.local/share\n"
-    "                    unless set)\n"
+    "                    Bookmarks (Initial Copy).plist for Safari's file, and a file of its own in\n"
+    "                    $XDG_DATA_HOME/Orvane/Initial Copies/ for each browser profile;\n"
+    "                    XDG_DATA_HOME being ~/.local/share unless set)\n"
     "  --no-backup       write no backup\n"
+    "  --ignore-sync     sort a Chromium profile whose bookmarks the browser syncs with an\n"
+    "                    account, although sync will not carry the new order to other devices\n"
+    "                    and may undo it\n"
     "  -n, --dry-run     write nothing; report what a sort would remove, rename and reorder\n"
     "  -h, --help        show this help\n"
     "\n"
     "Exit status: 0 sorted, or already in order; 1 FILE not found; 3 not a bookmarks file;\n"
     "4 bookmarks file of a newer version; 5 FILE unreadable; 6 FILE (or standard output) not\n"
-    "written; 7 backup not written; 8 Safari is using the file; 64 usage error; 70 FILE has no\n"
-    "Bookmarks Bar or no Bookmarks Menu, and was left unchanged.\n";
+    "written; 7 backup not written; 8 Safari or the browser is using the file; 64 usage error;\n"
+    "70 FILE has no Bookmarks Bar or no Bookmarks Menu, and was left unchanged; 71 the browser\n"
+    "syncs these bookmarks with an account (see --ignore-sync), and FILE was left unchanged.\n";
 
 constexpr const char* kAlreadyInOrder =
     "Nothing changed: the bookmarks were already in order, so the file was not written.";
@@ -58,6 +64,7 @@ struct Invocation {
     SortOptions options;
     bool backup = true;
     bool dryRun = false;
+    bool ignoreSync = false;
     std::optional<std::string> backupPath;
     std::optional<std::string> file;
 };
@@ -75,7 +82,11 @@ int reportFailure(const JobResult& result, const fs::path& file, const fs::path&
         printError(kUnsupported);
         return static_cast<int>(code);
     }
-    reportJobResult(code, messageForUser(code, file.string()));
+    if (code == kOVSyncedBookmarks) {
+        printError(result.reason);
+        return static_cast<int>(code);
+    }
+    reportJobResult(code, messageForUser(code, file.string(), result.browser));
     if ((code == OVErrorCannotRead || code == OVErrorCannotWrite) && !result.reason.empty()) printError(result.reason);
     if (code == OVErrorCannotWriteBackup)
         printError("the backup \u201C" + backup.string() + "\u201D could not be written" +
@@ -84,6 +95,7 @@ int reportFailure(const JobResult& result, const fs::path& file, const fs::path&
     if (code == OVErrorFileBusy && result.holder.kind == FileHolder::Writing)
         printError(result.holder.who + "'s \u201Clock\u201D item is at \u201C" + result.holder.where.string() +
                    "\u201D");
+    if (code == OVErrorFileBusy && result.holder.kind == FileHolder::Running) printError(result.reason);
     return static_cast<int>(code);
 }
 
@@ -122,6 +134,9 @@ int dryRun(const JobRequest& request, const fs::path& file, const fs::path& back
                       : "yes, after copying it to the initial backup \u201C" + backup.string() + "\u201D";
     }
     // The job reads nothing while Safari's lock exists: it waits, and gives up if the lock stays.
+    if (preview.holder.kind == FileHolder::Running)
+        verdict = "not now: " + preview.holder.who +
+                  " is running with this profile, so a sort would stop with status 8; once it has quit: " + verdict;
     if (preview.holder.kind == FileHolder::Writing)
         verdict = "not now: " + preview.holder.who + "'s \u201Clock\u201D item exists at \u201C" +
                   preview.holder.where.string() +
@@ -159,6 +174,8 @@ int runSort(const Args& args) {
         } else if (a == "-h" || a == "--help") {
             std::fputs(kHelp, stdout);
             return ExitOk;
+        } else if (a == "--ignore-sync") {
+            call.ignoreSync = true;
         } else if (a == "-n" || a == "--dry-run") {
             call.dryRun = true;
         } else if (a == "--no-backup") {
@@ -188,14 +205,15 @@ int runSort(const Args& args) {
     if (noBackupGiven && call.backupPath) return usage("--backup and --no-backup cannot be combined");
 
     const fs::path file = expandTilde(call.file ? *call.file : safari::kDefaultBookmarksFile);
-    const fs::path backup = call.backupPath ? expandTilde(*call.backupPath) : initialBackupFilename();
+    const fs::path backup = call.backupPath ? expandTilde(*call.backupPath) : defaultBackupFor(file);
     // An existing item at the backup path counts as the backup already made, so a folder there
     // would mean a sort with no backup at all.
     if (struct stat st; call.backupPath && ::stat(backup.c_str(), &st) == 0 && !S_ISREG(st.st_mode))
         return usage("--backup names " + std::string(S_ISDIR(st.st_mode) ? "a folder" : "something other than a file") +
                      ", \u201C" + backup.string() + "\u201D; give the path of the backup file itself");
 
-    JobRequest request{file, call.backup ? std::optional<fs::path>(backup) : std::nullopt, call.options};
+    JobRequest request(file, call.backup ? std::optional<fs::path>(backup) : std::nullopt, call.options);
+    request.store.ignoreSync = call.ignoreSync;
     if (call.dryRun) return dryRun(request, file, backup);
     const JobResult result = sortBookmarks(request);
     if (result.code != OVErrorSuccess) return reportFailure(result, file, backup);

@@ -104,6 +104,18 @@ void DescriptorSink::write(const void* bytes, std::size_t n) {
         }
         p += w;
         n -= static_cast<std::size_t>(w);
+        position_ += static_cast<std::uint64_t>(w);
+    }
+}
+
+void DescriptorSink::overwrite(std::uint64_t offset, std::string_view bytes) {
+    for (std::size_t done = 0; done < bytes.size() && errnum_ == 0;) {
+        const ssize_t w = ::pwrite(fd_, bytes.data() + done, bytes.size() - done, static_cast<off_t>(offset + done));
+        if (w < 0) {
+            if (errno != EINTR) errnum_ = errno;
+            continue;
+        }
+        done += static_cast<std::size_t>(w);
     }
 }
 

@@ -36,11 +36,14 @@ public:
     void write(const void* bytes, std::size_t n) override;
     using Sink::write;
     bool failed() const override { return errnum_ != 0; }
+    std::uint64_t position() const override { return position_; }
+    void overwrite(std::uint64_t offset, std::string_view bytes) override;
     int errnum() const { return errnum_; }
 
 private:
     int fd_;
     int errnum_ = 0;
+    std::uint64_t position_ = 0;
 };
 
 // Reads the whole file; refuses folders and other files that are not regular files, without

@@ -27,4 +27,8 @@ inline bool isEngineCode(std::uint64_t code) { return code < 10; }
 // answers false for it, so callers cannot mistake it for a code with a message of its own.
 inline constexpr std::uint32_t kOVUnsupportedBookmarksFile = 70;
 
+// Not one of the codes above either: the browser syncs the bookmarks with an account, so a sort
+// made outside it would be undone or duplicated by sync; nothing was written.
+inline constexpr std::uint32_t kOVSyncedBookmarks = 71;
+
 }  // namespace orvane

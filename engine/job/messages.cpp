@@ -36,7 +36,7 @@ std::string shortMessage(std::uint32_t code) {
     }
 }
 
-std::string messageForUser(std::uint32_t code, std::string_view filename) {
+std::string messageForUser(std::uint32_t code, std::string_view filename, std::string_view browser) {
     std::string_view format;
     switch (code) {
     case OVErrorSuccess: return localizedString("The bookmarks file was opened, sorted and saved.");
@@ -64,6 +64,9 @@ std::string messageForUser(std::uint32_t code, std::string_view filename) {
             "access to the file\u2019s directory.";
         break;
     case OVErrorFileBusy:
+        if (browser != "Safari")
+            return fill(localizedString("%@ is currently using the bookmarks file, please quit it before sorting."),
+                        "%@", browser);
         return localizedString("Safari is currently using the bookmarks file, please wait a while before sorting.");
     default:
         // The code is shown as a signed number, as "%d" would show it.

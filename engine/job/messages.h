@@ -12,7 +12,8 @@ namespace orvane {
 
 // One sentence about the outcome ("Could not read the bookmark plist file.").
 std::string shortMessage(std::uint32_t code);
-// What to tell the user, with the file's name where the text has a place for it.
-std::string messageForUser(std::uint32_t code, std::string_view filename);
+// What to tell the user, with the file's name where the text has a place for it. A busy file
+// (code 8) names the browser whose file it is; Safari's text stays as it always was.
+std::string messageForUser(std::uint32_t code, std::string_view filename, std::string_view browser = "Safari");
 
 }  // namespace orvane

@@ -31,10 +31,15 @@ JobResult failed(std::uint32_t code, std::string reason) {
     return result;
 }
 
-JobResult fromStore(const StoreResult& store) { return failed(store.code, store.reason); }
+JobResult fromStore(const StoreResult& store, std::string_view browser) {
+    JobResult result = failed(store.code, store.reason);
+    result.browser = browser;
+    return result;
+}
 
 std::string heldBy(const FileHolder& holder) {
-    if (holder.kind == FileHolder::Running) return holder.who + " is running and holds " + holder.where.string();
+    if (holder.kind == FileHolder::Running)
+        return holder.who + " is running with this profile (its lock is " + holder.where.string() + ")";
     return holder.who + "'s \u201Clock\u201D item stayed at " + holder.where.string();
 }
 
@@ -51,17 +56,19 @@ JobResult sortBookmarks(const JobRequest& request, const JobHooks& hooks) {
         return failed(OVErrorFileNotFound, "no file at " + request.bookmarksFile.string());
     // The same file is read, backed up and written, even if the link to it changes meanwhile.
     const fs::path file = resolveLinks(request.bookmarksFile);
-    const std::unique_ptr<BookmarkStore> store = openStore(file, request.bookmarksFile);
+    const std::unique_ptr<BookmarkStore> store = openStore(file, request.bookmarksFile, request.store);
     const TitleCollator collator;
 
     JobResult result;
+    result.browser = store->browserName();
     BookmarkTree tree;
     bool sorted = false;  // `tree` holds a sort of what the store read last
     FileHolder holder;
     for (int pass = 1;; ++pass) {
         holder = store->holder();
         if (holder.kind == FileHolder::Running) {
-            result = failed(OVErrorFileBusy, heldBy(holder));
+            result.code = OVErrorFileBusy;
+            result.reason = heldBy(holder);
             result.holder = holder;
             return result;
         }
@@ -71,7 +78,7 @@ JobResult sortBookmarks(const JobRequest& request, const JobHooks& hooks) {
         } else {
             tree = BookmarkTree();
             const StoreResult loaded = store->load(tree);
-            if (loaded.status == StoreResult::Failed) return fromStore(loaded);
+            if (loaded.status == StoreResult::Failed) return fromStore(loaded, result.browser);
             sorted = loaded.done();
             if (sorted) {
                 if (!sortTree(tree, request.options, collator, &result.report)) return result;
@@ -83,9 +90,9 @@ JobResult sortBookmarks(const JobRequest& request, const JobHooks& hooks) {
             bool backupMade = false;
             StoreResult saved;
             if (request.backupFile) saved = store->writeInitialBackup(*request.backupFile, backupMade);
-            if (saved.status == StoreResult::Failed) return fromStore(saved);
+            if (saved.status == StoreResult::Failed) return fromStore(saved, result.browser);
             if (saved.done()) saved = store->save(tree, hooks.replace);
-            if (saved.status == StoreResult::Failed) return fromStore(saved);
+            if (saved.status == StoreResult::Failed) return fromStore(saved, result.browser);
             if (saved.done()) {
                 result.written = true;
                 return result;
@@ -101,6 +108,7 @@ JobResult sortBookmarks(const JobRequest& request, const JobHooks& hooks) {
                                                  ? file.string() + " kept changing while it was being sorted"
                                                  : heldBy(holder));
     busy.holder = holder;
+    busy.browser = result.browser;
     return busy;
 }
 
@@ -111,8 +119,9 @@ Preview previewSort(const JobRequest& request) {
         return preview;
     }
     const fs::path file = resolveLinks(request.bookmarksFile);
-    const std::unique_ptr<BookmarkStore> store = openStore(file, request.bookmarksFile);
+    const std::unique_ptr<BookmarkStore> store = openStore(file, request.bookmarksFile, request.store);
     preview.holder = store->holder();
+    preview.result.browser = store->browserName();
     BookmarkTree tree;
     StoreResult loaded = StoreResult::changed();
     for (int pass = 1; pass <= kPasses && loaded.status == StoreResult::Changed; ++pass) {
@@ -120,7 +129,7 @@ Preview previewSort(const JobRequest& request) {
         loaded = store->load(tree);
     }
     if (loaded.status == StoreResult::Failed) {
-        preview.result = fromStore(loaded);
+        preview.result = fromStore(loaded, store->browserName());
         return preview;
     }
     if (loaded.status == StoreResult::Changed) {
@@ -143,13 +152,17 @@ JobResult restoreInitialBackup(const JobRequest& request) {
                       "no backup at " + (request.backupFile ? request.backupFile->string() : std::string("(none)")));
     // A link at the bookmarks path stays a link: the file it names is the one replaced.
     const fs::path file = resolveLinks(request.bookmarksFile);
-    const std::unique_ptr<BookmarkStore> store = openStore(file, request.bookmarksFile);
+    const std::unique_ptr<BookmarkStore> store =
+        openStore(file, request.bookmarksFile, request.store, *request.backupFile);
     // Nothing is replaced by a backup that a sort could not read back.
-    if (const StoreResult checked = store->checkBackup(*request.backupFile); !checked.done()) return fromStore(checked);
+    if (const StoreResult checked = store->checkBackup(*request.backupFile); !checked.done())
+        return fromStore(checked, store->browserName());
     if (std::string why = whyNotReplaceable(file); !why.empty()) return failed(OVErrorCannotWrite, why);
     if (const StoreResult restored = store->restoreBackup(*request.backupFile); !restored.done())
-        return fromStore(restored);
-    return {};
+        return fromStore(restored, store->browserName());
+    JobResult restored;
+    restored.browser = store->browserName();
+    return restored;
 }
 
 }  // namespace orvane

@@ -58,11 +58,19 @@ public:
     virtual void write(const void* bytes, std::size_t n) = 0;
     virtual bool failed() const { return false; }
     void write(std::string_view s) { write(s.data(), s.size()); }
+    // How many bytes have been written, and writing again over some of them: a writer that
+    // learns a value only at the end (a checksum of what it wrote) leaves room for it first.
+    virtual std::uint64_t position() const = 0;
+    virtual void overwrite(std::uint64_t offset, std::string_view bytes) = 0;
 };
 
 class StringSink final : public Sink {
 public:
     void write(const void* bytes, std::size_t n) override { out.append(static_cast<const char*>(bytes), n); }
+    std::uint64_t position() const override { return out.size(); }
+    void overwrite(std::uint64_t offset, std::string_view bytes) override {
+        out.replace(static_cast<std::size_t>(offset), bytes.size(), bytes);
+    }
     using Sink::write;
     std::string out;
 };

@@ -41,6 +41,12 @@ struct StoreResult {
     static StoreResult changed() { return {Changed, 0, {}}; }
 };
 
+// What the user allows a store beyond its defaults.
+struct StoreOptions {
+    // Sort bookmarks that the browser syncs with an account, although sync may undo the order.
+    bool ignoreSync = false;
+};
+
 // Someone else using the file right now.
 struct FileHolder {
     enum Kind {
@@ -83,8 +89,21 @@ public:
     virtual StoreResult restoreBackup(const std::filesystem::path& backup) = 0;
 };
 
-// The store for the bookmarks file `file` (links resolved), told by its contents; `givenPath` is
-// the path as the user named it.
-std::unique_ptr<BookmarkStore> openStore(const std::filesystem::path& file, const std::filesystem::path& givenPath);
+enum class BookmarksFormat { Unknown, Safari, Chromium, Firefox };
+
+// The format of a bookmarks file, told by its contents (Unknown for a file that cannot be read
+// or that is none of them).
+BookmarksFormat detectFormat(const std::filesystem::path& file);
+
+// The store for the bookmarks file `file` (links resolved), told by its contents (by those of
+// `sample` when the file's own are none the engine knows, as for a restore over a damaged file);
+// `givenPath` is the path as the user named it.
+std::unique_ptr<BookmarkStore> openStore(const std::filesystem::path& file, const std::filesystem::path& givenPath,
+                                         const StoreOptions& options = {}, const std::filesystem::path& sample = {});
+
+// Where the one-time initial backup of a bookmarks file goes unless the user says otherwise:
+// Safari's in the application folder under the name it has always had; every other profile's
+// under a name of its own, so that two profiles never share one.
+std::filesystem::path defaultBackupFor(const std::filesystem::path& bookmarksFile);
 
 }  // namespace orvane

@@ -494,3 +494,45 @@ plistlib.dump({"WebBookmarkType": "WebBookmarkTypeList", "Children": [bar, menu]
     expectIn(r.out, {"Bookmarks Bar/\n  Shared/\n    a  <https://a.example/>\n    b",
                      "Bookmarks Menu/\n  Shared/\n    a  <https://a.example/>\n    b"});
 }
+
+// A Chromium profile's file, told by its contents: printed by its roots, previewed, sorted with
+// the profile's own backup, refused while its bookmarks are synced; the exit codes as for Safari.
+TEST(CliChromium, PrintsPreviewsSortsAndRefusesSyncedBookmarks) {
+    Sandbox box;
+    const fs::path file = box / "chromium" / "Default" / "Bookmarks";
+    fs::create_directories(file.parent_path());
+    const std::string entries = R"([{"id": "4", "guid": "g4", "type": "url", "name": "b", "url": "https://b.example/"},
+                                    {"id": "5", "guid": "g5", "type": "url", "name": "a", "url": "https://a.example/"}])";
+    const auto profile = [&](const std::string& extra) {
+        return R"({"checksum": "x", )" + extra + R"("roots": {
+            "bookmark_bar": {"children": [], "id": "1", "guid": "r1", "name": "Bookmarks bar", "type": "folder"},
+            "other": {"children": )" +
+               entries + R"(, "id": "2", "guid": "r2", "name": "Other bookmarks", "type": "folder"},
+            "synced": {"children": [], "id": "3", "guid": "r3", "name": "Mobile bookmarks", "type": "folder"}}, "version": 1})";
+    };
+    test::writeFile(file, profile(""));
+    auto r = box.cli({"print", file.string()});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    expectIn(r.out, {": Chromium bookmarks file\n", "Bookmarks Bar/\nOther Bookmarks/\n  b  <https://b.example/>\n",
+                     "Mobile Bookmarks/\n2 bookmarks in 0 folders\n"});
+    r = box.cli({"sort", "--dry-run", file.string()});
+    expectIn(r.out, {"folders reordered: 1\n", "file written: yes, after copying it to the initial backup"});
+    r = box.cli({"sort", file.string()});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_LT(test::readText(file).find("\"a\""), test::readText(file).find("\"b\""));
+    EXPECT_FALSE(fs::exists(box.initialBackup));  // the profile has a backup of its own
+    EXPECT_EQ(fs::directory_iterator(box / "data" / "Orvane" / "Initial Copies")
+                  ->path()
+                  .filename()
+                  .string()
+                  .rfind("chromium-Default-", 0),
+              0u);
+
+    const std::string synced = profile(R"("sync_metadata": "CgQ=", )");
+    test::writeFile(file, synced);
+    r = box.cli({"sort", file.string()});
+    EXPECT_EQ(r.exitCode, 71);
+    EXPECT_NE(r.err.find("Chromium syncs these bookmarks"), std::string::npos) << r.err;
+    EXPECT_EQ(test::readText(file), synced);
+    EXPECT_EQ(box.cli({"sort", "--ignore-sync", file.string()}).exitCode, 0);
+}

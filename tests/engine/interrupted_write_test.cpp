@@ -36,6 +36,8 @@ struct StallingSink final : plist::Sink {
         for (;;) ::pause();
     }
     using Sink::write;
+    std::uint64_t position() const override { return out.position(); }
+    void overwrite(std::uint64_t offset, std::string_view bytes) override { out.overwrite(offset, bytes); }
     plist::Sink& out;
     int ready;
     std::size_t passed = 0;

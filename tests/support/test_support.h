@@ -91,6 +91,8 @@ struct FailingSink final : plist::Sink {
     void write(const void*, std::size_t n) override { ++writes, bytes += n; }
     using Sink::write;
     bool failed() const override { return writes > okWrites; }
+    std::uint64_t position() const override { return bytes; }
+    void overwrite(std::uint64_t, std::string_view) override {}
     std::size_t okWrites, writes = 0, bytes = 0;
 };
 

@@ -133,9 +133,9 @@ StoreResult SafariStore::buildTree(BookmarkTree& tree) {
         const NodeId id = addSubtree(tree, entry);
         tree[rootLevel_].children.push_back(id);
     }
-    tree.regions.push_back({rootLevel_, false});
-    tree.regions.push_back({addSubtree(tree, bar_), true});
-    tree.regions.push_back({addSubtree(tree, menu_), false});
+    tree.regions.push_back({rootLevel_, false, "Top Level"});
+    tree.regions.push_back({addSubtree(tree, bar_), true, "Bookmarks Bar"});
+    tree.regions.push_back({addSubtree(tree, menu_), false, "Bookmarks Menu"});
     return {};
 }
 
