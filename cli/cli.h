@@ -2,6 +2,7 @@
 // showing a job's result.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,6 +27,11 @@ int runConvert(const Args& args);
 int runPrint(const Args& args);
 int runSort(const Args& args);
 int runRestore(const Args& args);
+int runBrowsers(const Args& args);
+
+// The bookmarks file of the browser profile "ID" or "ID:PROFILE"; nothing, after saying on
+// standard error which browsers and profiles exist, when there is no such profile.
+std::optional<std::string> browserProfileFile(std::string_view command, std::string_view spec);
 
 // Prints "orvane-cli: <message>" to standard error, one line.
 void printError(std::string_view message);

@@ -17,6 +17,11 @@ const char* kUsage =
     "  convert [--format binary|xml] [-o OUTPUT] FILE\n"
     "                 convert a property list (binary, XML or OpenStep) to binary or XML\n"
     "  print FILE     show a bookmarks file as an indented outline\n"
+    "  browsers       list every browser profile found, with its bookmarks file\n"
+    "\n"
+    "FILE is Safari's Bookmarks.plist, a Chromium-family Bookmarks file or a Firefox-family\n"
+    "places.sqlite, told by its contents; sort, restore and print also take --browser ID[:PROFILE]\n"
+    "in its place (see 'orvane-cli browsers').\n"
     "\n"
     "Run 'orvane-cli COMMAND --help' for a command's options.\n";
 }
@@ -30,6 +35,7 @@ int dispatch(std::string_view command, const orvane::cli::Args& args) {
     }
     if (command == "sort") return runSort(args);
     if (command == "restore") return runRestore(args);
+    if (command == "browsers") return runBrowsers(args);
     if (command == "convert") return runConvert(args);
     if (command == "print") return runPrint(args);
     printError("unknown command '" + std::string(command) + "'; try 'orvane-cli --help'");

@@ -18,7 +18,7 @@ namespace orvane::cli {
 namespace {
 
 const char* kHelp =
-    "usage: orvane-cli print FILE\n"
+    "usage: orvane-cli print FILE | --browser ID[:PROFILE]\n"
     "\n"
     "Shows the bookmarks file FILE (- for standard input) as an indented outline: folders end\n"
     "in '/', bookmarks show their address in <>, proxies and hidden folders are marked, and the\n"
@@ -118,11 +118,26 @@ int printBrowserProfile(std::string_view input) {
 
 int runPrint(const Args& args) {
     std::string_view input;
+    std::string profileFile;
     bool haveInput = false, optionsEnded = false;
-    for (std::string_view a : args) {
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        const std::string_view a = args[i];
         const bool option = !optionsEnded && a.size() > 1 && a[0] == '-';
         if (option && a == "--") {
             optionsEnded = true;
+            continue;
+        }
+        if (option && (a == "--browser" || a.starts_with("--browser="))) {
+            const std::string_view value = a != "--browser" ? a.substr(10) : i + 1 < args.size() ? args[++i] : "";
+            if (value.empty() || haveInput) {
+                printError("print: give one FILE or --browser ID[:PROFILE]; see 'orvane-cli print --help'");
+                return ExitUsage;
+            }
+            const std::optional<std::string> file = browserProfileFile("print", value);
+            if (!file) return ExitUsage;
+            profileFile = *file;
+            input = profileFile;
+            haveInput = true;
             continue;
         }
         if (option && (a == "-h" || a == "--help")) {

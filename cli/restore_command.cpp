@@ -13,7 +13,7 @@ namespace {
 namespace fs = std::filesystem;
 
 const char* kHelp =
-    "usage: orvane-cli restore [--backup PATH] [FILE]\n"
+    "usage: orvane-cli restore [--backup PATH] [FILE | --browser ID[:PROFILE]]\n"
     "\n"
     "Puts the initial backup that the first sort made back in place of the bookmarks file FILE\n"
     "(default: ~/Library/Safari/Bookmarks.plist), in one atomic step. The backup is used up: it\n"
@@ -25,6 +25,8 @@ const char* kHelp =
     "  --backup PATH   the backup to restore (default: $XDG_DATA_HOME/Orvane/\n"
     "                  Bookmarks (Initial Copy).plist, XDG_DATA_HOME being ~/.local/share\n"
     "                  unless set)\n"
+    "  --browser ID[:PROFILE]\n"
+    "                  restore that browser profile's bookmarks (see 'orvane-cli browsers')\n"
     "  -h, --help      show this help\n"
     "\n"
     "Exit status: 0 restored; 1 no backup; 2 FILE not found; 3 the backup is not a bookmarks\n"
@@ -42,7 +44,7 @@ int usage(const std::string& message) {
 }  // namespace
 
 int runRestore(const Args& args) {
-    std::optional<std::string> file, backupPath;
+    std::optional<std::string> file, backupPath, browser;
     bool optionsEnded = false;
     for (std::size_t i = 0; i < args.size(); ++i) {
         const std::string_view a = args[i];
@@ -55,6 +57,10 @@ int runRestore(const Args& args) {
         } else if (a == "-h" || a == "--help") {
             std::fputs(kHelp, stdout);
             return ExitOk;
+        } else if (a == "--browser" || a.starts_with("--browser=")) {
+            const std::string_view value = a != "--browser" ? a.substr(10) : i + 1 < args.size() ? args[++i] : "";
+            if (value.empty()) return usage("--browser needs an ID or ID:PROFILE");
+            browser = std::string(value);
         } else if (a == "--backup" || a.starts_with("--backup=")) {
             std::string_view value;
             if (a != "--backup")
@@ -68,6 +74,8 @@ int runRestore(const Args& args) {
         }
     }
 
+    if (browser && file) return usage("give either FILE or --browser, not both");
+    if (browser && !(file = browserProfileFile("restore", *browser))) return ExitUsage;
     const fs::path target = expandTilde(file ? *file : safari::kDefaultBookmarksFile);
     const fs::path backup = backupPath ? expandTilde(*backupPath) : defaultBackupFor(target);
     const JobResult result = restoreInitialBackup(JobRequest(target, backup));

@@ -21,7 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 
 const char* kHelp =
-    "usage: orvane-cli sort [OPTIONS] [FILE]\n"
+    "usage: orvane-cli sort [OPTIONS] [FILE | --browser ID[:PROFILE]]\n"
     "\n"
     "Sorts the bookmarks file FILE (default: ~/Library/Safari/Bookmarks.plist): Safari's\n"
     "Bookmarks.plist, or the Bookmarks file of a Chromium-family browser (Chromium, Chrome, Edge,\n"
@@ -43,6 +43,9 @@ const char* kHelp =
     "                    $XDG_DATA_HOME/Orvane/Initial Copies/ for each browser profile;\n"
     "                    XDG_DATA_HOME being ~/.local/share unless set)\n"
     "  --no-backup       write no backup\n"
+    "  --browser ID[:PROFILE]\n"
+    "                    sort that browser profile's bookmarks (its default profile without\n"
+    "                    PROFILE; see 'orvane-cli browsers')\n"
     "  --ignore-sync     sort a Chromium profile whose bookmarks the browser syncs with an\n"
     "                    account, although sync will not carry the new order to other devices\n"
     "                    and may undo it\n"
@@ -65,6 +68,7 @@ struct Invocation {
     bool backup = true;
     bool dryRun = false;
     bool ignoreSync = false;
+    std::optional<std::string> browser;
     std::optional<std::string> backupPath;
     std::optional<std::string> file;
 };
@@ -174,6 +178,10 @@ int runSort(const Args& args) {
         } else if (a == "-h" || a == "--help") {
             std::fputs(kHelp, stdout);
             return ExitOk;
+        } else if (a == "--browser" || a.starts_with("--browser=")) {
+            const std::string_view value = a != "--browser" ? a.substr(10) : i + 1 < args.size() ? args[++i] : "";
+            if (value.empty()) return usage("--browser needs an ID or ID:PROFILE");
+            call.browser = std::string(value);
         } else if (a == "--ignore-sync") {
             call.ignoreSync = true;
         } else if (a == "-n" || a == "--dry-run") {
@@ -203,6 +211,8 @@ int runSort(const Args& args) {
         }
     }
     if (noBackupGiven && call.backupPath) return usage("--backup and --no-backup cannot be combined");
+    if (call.browser && call.file) return usage("give either FILE or --browser, not both");
+    if (call.browser && !(call.file = browserProfileFile("sort", *call.browser))) return ExitUsage;
 
     const fs::path file = expandTilde(call.file ? *call.file : safari::kDefaultBookmarksFile);
     const fs::path backup = call.backupPath ? expandTilde(*call.backupPath) : defaultBackupFor(file);

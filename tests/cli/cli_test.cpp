@@ -536,3 +536,26 @@ TEST(CliChromium, PrintsPreviewsSortsAndRefusesSyncedBookmarks) {
     EXPECT_EQ(test::readText(file), synced);
     EXPECT_EQ(box.cli({"sort", "--ignore-sync", file.string()}).exitCode, 0);
 }
+
+// The profiles of a home folder, listed for scripts and taken by name instead of a path.
+TEST(CliBrowsers, ListsProfilesAndFindsThemByName) {
+    Sandbox box;
+    const fs::path chrome = box / "config" / "google-chrome";
+    fs::create_directories(chrome / "Profile 1");
+    test::writeFile(chrome / "Local State", R"({"profile": {"info_cache": {"Profile 1": {"name": "Work"}}}})");
+    test::writeFile(chrome / "Profile 1" / "Bookmarks", box.original);
+    const auto cliHere = [&](std::vector<std::string> args) {
+        std::vector<std::string> env = box.env;
+        env.push_back("XDG_CONFIG_HOME=" + (box / "config").string());
+        return ::cli(std::move(args), {}, env);
+    };
+    auto r = cliHere({"browsers"});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_EQ(r.out, "google-chrome\tWork\t" + (chrome / "Profile 1" / "Bookmarks").string() + "\n");
+    r = cliHere({"print", "--browser", "google-chrome:Work"});
+    EXPECT_EQ(r.exitCode, 0) << r.err;
+    r = cliHere({"sort", "--dry-run", "--browser", "google-chrome:Home"});
+    EXPECT_EQ(r.exitCode, 64);
+    EXPECT_NE(r.err.find("no profile \"Home\" of google-chrome; it has: Work"), std::string::npos) << r.err;
+    EXPECT_EQ(cliHere({"restore", "--browser", "firefox", box.file.string()}).exitCode, 64);
+}
