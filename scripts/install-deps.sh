@@ -11,7 +11,7 @@ case "$#:${1:-}" in
   *) echo "$usage" >&2; exit 64 ;;
 esac
 
-packages=(cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libplist-utils libicu-dev rapidjson-dev
+packages=(cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libplist-utils libicu-dev rapidjson-dev libsqlite3-dev
   qt6-base-dev qt6-tools-dev qt6-l10n-tools qt6-tools-dev-tools dbus xvfb xauth desktop-file-utils appstream)
 case "${1:-}" in
   --fuzz) packages+=(clang libclang-rt-dev) ;;

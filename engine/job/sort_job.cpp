@@ -119,7 +119,9 @@ Preview previewSort(const JobRequest& request) {
         return preview;
     }
     const fs::path file = resolveLinks(request.bookmarksFile);
-    const std::unique_ptr<BookmarkStore> store = openStore(file, request.bookmarksFile, request.store);
+    StoreOptions readOnly = request.store;
+    readOnly.readOnly = true;
+    const std::unique_ptr<BookmarkStore> store = openStore(file, request.bookmarksFile, readOnly);
     preview.holder = store->holder();
     preview.result.browser = store->browserName();
     BookmarkTree tree;
@@ -154,6 +156,13 @@ JobResult restoreInitialBackup(const JobRequest& request) {
     const fs::path file = resolveLinks(request.bookmarksFile);
     const std::unique_ptr<BookmarkStore> store =
         openStore(file, request.bookmarksFile, request.store, *request.backupFile);
+    // A browser running with the profile would write over the restored bookmarks, or read them
+    // half changed.
+    if (const FileHolder holder = store->holder(); holder.kind == FileHolder::Running) {
+        JobResult busy = fromStore(StoreResult::failed(OVErrorFileBusy, heldBy(holder)), store->browserName());
+        busy.holder = holder;
+        return busy;
+    }
     // Nothing is replaced by a backup that a sort could not read back.
     if (const StoreResult checked = store->checkBackup(*request.backupFile); !checked.done())
         return fromStore(checked, store->browserName());

@@ -45,6 +45,8 @@ struct StoreResult {
 struct StoreOptions {
     // Sort bookmarks that the browser syncs with an account, although sync may undo the order.
     bool ignoreSync = false;
+    // Only read, for a print or a preview: no lock is taken, so a running browser does not stop it.
+    bool readOnly = false;
 };
 
 // Someone else using the file right now.

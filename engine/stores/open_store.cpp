@@ -1,15 +1,13 @@
 #include <fcntl.h>
 #include <unistd.h>
-#include <algorithm>
 #include <string_view>
 
-#include "files/application_folder.h"
 #include "files/atomic_file.h"
 #include "stores/bookmark_store.h"
 #include "stores/chromium/chromium_browsers.h"
 #include "stores/chromium/chromium_store.h"
+#include "stores/firefox/firefox_store.h"
 #include "stores/safari/safari_store.h"
-#include "support/digest.h"
 
 namespace orvane {
 namespace fs = std::filesystem;
@@ -55,29 +53,9 @@ std::unique_ptr<BookmarkStore> openStore(const fs::path& file, const fs::path& g
     if (format == BookmarksFormat::Unknown && !sample.empty()) format = detectFormat(sample);
     switch (format) {
     case BookmarksFormat::Chromium: return std::make_unique<chromium::ChromiumStore>(file, options);
+    case BookmarksFormat::Firefox: return std::make_unique<firefox::FirefoxStore>(file, options);
     default: return std::make_unique<safari::SafariStore>(file, givenPath);
     }
-}
-
-fs::path defaultBackupFor(const fs::path& bookmarksFile) {
-    const BookmarksFormat format = detectFormat(bookmarksFile);
-    if (format == BookmarksFormat::Safari || format == BookmarksFormat::Unknown) return initialBackupFilename();
-    // "chromium-Default-1a2b3c4d.json": the browser, the profile's folder, and part of a digest
-    // of the file's full path, which tells profiles of the same name apart.
-    const fs::path file = resolveLinks(fs::absolute(bookmarksFile));
-    Md5 digest;
-    digest.update(file.string());
-    std::string name;
-    if (format == BookmarksFormat::Chromium) {
-        const auto browser = chromium::browserOwning(file);
-        name = std::string(browser ? browser->id : "chromium") + "-" + file.parent_path().filename().string();
-    } else {
-        name = "firefox-" + file.parent_path().filename().string();
-    }
-    std::replace_if(
-        name.begin(), name.end(), [](char c) { return c == '/' || c == ' '; }, '_');
-    return applicationFolder() / "Initial Copies" /
-           (name + "-" + digest.hexDigest().substr(0, 8) + (format == BookmarksFormat::Chromium ? ".json" : ".sqlite"));
 }
 
 }  // namespace orvane

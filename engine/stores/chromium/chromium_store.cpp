@@ -9,6 +9,7 @@
 #include "stores/chromium/chromium_browsers.h"
 #include "stores/chromium/chromium_json.h"
 #include "stores/chromium/profile_lock.h"
+#include "stores/initial_backup.h"
 #include "support/digest.h"
 
 namespace orvane::chromium {
@@ -189,25 +190,7 @@ StoreResult ChromiumStore::load(BookmarkTree& tree) {
 bool ChromiumStore::unchangedSinceLoad() { return identityOf(file_) == identity_; }
 
 StoreResult ChromiumStore::writeInitialBackup(const fs::path& backup, bool& made) {
-    made = false;
-    struct stat st;
-    if (::lstat(backup.c_str(), &st) == 0) return {};
-    std::error_code error;
-    if (backup.has_parent_path()) {
-        fs::create_directories(backup.parent_path(), error);
-        if (error)
-            return StoreResult::failed(
-                OVErrorCannotWriteBackup,
-                "cannot create the folder " + backup.parent_path().string() + ": " + error.message());
-    }
-    FileSnapshot now;
-    if (IoError read = readSnapshot(file_, now); !read.ok())
-        return StoreResult::failed(OVErrorCannotWriteBackup, read.message);
-    if (!now.settled || now.identity != identity_) return StoreResult::changed();
-    if (IoError written = writeBytesAtomically(backup, now.bytes, keepingPermissions(now.permissions)); !written.ok())
-        return StoreResult::failed(OVErrorCannotWriteBackup, written.message);
-    made = true;
-    return {};
+    return writeFirstBackup(backup, made, [&] { return copyIfStill(file_, identity_, backup); });
 }
 
 std::string ChromiumStore::checksum(const BookmarkTree& tree, bool sha256) const {

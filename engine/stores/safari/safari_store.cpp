@@ -4,6 +4,7 @@
 
 #include "files/replace_item.h"
 #include "job/error_codes.h"
+#include "stores/initial_backup.h"
 #include "stores/safari/bookmarks_plist.h"
 #include "stores/safari/safari_keys.h"
 #include "stores/safari/safari_nodes.h"
@@ -160,28 +161,7 @@ StoreResult SafariStore::load(BookmarkTree& tree) {
 bool SafariStore::unchangedSinceLoad() { return identityOf(file_) == snapshot_.identity; }
 
 StoreResult SafariStore::writeInitialBackup(const fs::path& backup, bool& made) {
-    made = false;
-    // An existing backup is never replaced: it keeps the bookmarks as they were before the first sort.
-    struct stat st;
-    if (::lstat(backup.c_str(), &st) == 0) return {};
-    std::error_code error;
-    if (backup.has_parent_path()) {
-        fs::create_directories(backup.parent_path(), error);
-        if (error)
-            return StoreResult::failed(
-                OVErrorCannotWriteBackup,
-                "cannot create the folder " + backup.parent_path().string() + ": " + error.message());
-    }
-    // The backup holds what was read and sorted: when the file is not that file any more, the
-    // sort starts over.
-    FileSnapshot now;
-    if (IoError read = readSnapshot(file_, now); !read.ok())
-        return StoreResult::failed(OVErrorCannotWriteBackup, read.message);
-    if (!now.settled || now.identity != snapshot_.identity) return StoreResult::changed();
-    if (IoError written = writeBytesAtomically(backup, now.bytes, keepingPermissions(now.permissions)); !written.ok())
-        return StoreResult::failed(OVErrorCannotWriteBackup, written.message);
-    made = true;
-    return {};
+    return writeFirstBackup(backup, made, [&] { return copyIfStill(file_, snapshot_.identity, backup); });
 }
 
 plist::Value SafariStore::sortedRoot(const BookmarkTree& tree) {
