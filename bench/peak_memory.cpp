@@ -143,17 +143,9 @@ bool makeWorkCopy(const fs::path& file, const fs::path& work, std::size_t& fileB
     return !ec;
 }
 
-// The inode number of a path, 0 when it has none: the job replaces the file by renaming a new
-// one over it, so a new number tells that it wrote.
-ino_t inodeOf(const fs::path& path) {
-    struct stat st;
-    return ::stat(path.c_str(), &st) == 0 ? st.st_ino : 0;
-}
-
 int sortJob(const fs::path& file, const fs::path& work) {
     std::size_t fileBytes = 0;
     if (!makeWorkCopy(file, work, fileBytes)) return 1;
-    const ino_t before = inodeOf(work);
 
     const long baselineKiB = statusKiB("VmRSS");
     const Span job;
@@ -165,9 +157,8 @@ int sortJob(const fs::path& file, const fs::path& work) {
         return 1;
     }
     report(fileBytes, job, baselineKiB, peakKiB);
-    const bool wrote = inodeOf(work) != before;
-    std::printf("rewritten: %s\n", wrote ? "yes" : "no");
-    if (!wrote) std::fprintf(stderr, "the sort job wrote nothing: %s was already in order\n", file.c_str());
+    std::printf("rewritten: %s\n", result.written ? "yes" : "no");
+    if (!result.written) std::fprintf(stderr, "the sort job wrote nothing: %s was already in order\n", file.c_str());
     return 0;
 }
 

@@ -23,7 +23,8 @@ const char* kHelp =
     "Shows the bookmarks file FILE (- for standard input) as an indented outline: folders end\n"
     "in '/', bookmarks show their address in <>, proxies and hidden folders are marked, and the\n"
     "Bookmarks Bar and Bookmarks Menu are named as such. FILE is Safari's Bookmarks.plist (any\n"
-    "property list) or a Chromium-family browser's Bookmarks file.\n"
+    "property list), a Chromium-family browser's Bookmarks file or a Firefox-family browser's\n"
+    "places.sqlite.\n"
     "\n"
     "Exit status: 0 done, 3 FILE is a property list but not a bookmarks file, 5 FILE unreadable\n"
     "or not a property list, 6 standard output cannot be written, 64 usage error.\n";
@@ -70,6 +71,7 @@ int printBrowserProfile(std::string_view input) {
     const std::filesystem::path file = resolveLinks(std::string(input));
     StoreOptions options;
     options.ignoreSync = true;  // reading changes nothing
+    options.readOnly = true;
     const std::unique_ptr<BookmarkStore> store = openStore(file, std::string(input), options);
     BookmarkTree tree;
     if (const StoreResult loaded = store->load(tree); !loaded.done()) {
@@ -159,7 +161,8 @@ int runPrint(const Args& args) {
         printError("print: no FILE given; see 'orvane-cli print --help'");
         return ExitUsage;
     }
-    if (input != "-" && detectFormat(std::string(input)) == BookmarksFormat::Chromium)
+    if (const BookmarksFormat format = input == "-" ? BookmarksFormat::Safari : detectFormat(std::string(input));
+        format == BookmarksFormat::Chromium || format == BookmarksFormat::Firefox)
         return printBrowserProfile(input);
     plist::ReadResult read = loadPropertyList(input);
     if (!read) return ExitUnreadable;

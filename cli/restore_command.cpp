@@ -19,7 +19,8 @@ const char* kHelp =
     "(default: ~/Library/Safari/Bookmarks.plist), in one atomic step. The backup is used up: it\n"
     "no longer exists afterwards, and the next sort that writes makes a new one. Nothing is\n"
     "replaced unless the backup reads as a bookmarks file of a version the sort knows, and FILE\n"
-    "is a file you may write.\n"
+    "is a file you may write. For a Firefox profile the bookmarks of the backup (with their\n"
+    "keywords) replace those of places.sqlite, and the history stays as it is now.\n"
     "\n"
     "Options:\n"
     "  --backup PATH   the backup to restore (default: $XDG_DATA_HOME/Orvane/\n"
@@ -31,7 +32,8 @@ const char* kHelp =
     "\n"
     "Exit status: 0 restored; 1 no backup; 2 FILE not found; 3 the backup is not a bookmarks\n"
     "file; 4 the backup is a bookmarks file of a newer version; 5 the backup cannot be read or is\n"
-    "not a property list; 6 FILE not replaced; 64 usage error.\n";
+    "not a property list; 6 FILE not replaced; 8 the browser is running with the profile; 64 usage\n"
+    "error.\n";
 
 // Answered for success instead of the job's success text, which speaks of a sort.
 constexpr std::string_view kRestored = "The initial backup of your bookmarks have now been restored.";
@@ -96,11 +98,14 @@ int runRestore(const Args& args) {
         printError(result.reason);
         break;
     case OVErrorNotBookmarksFile:
-        printError(theBackup + "is not a bookmarks file (its root is not a folder); nothing was restored");
+        printError(theBackup + "is not a bookmarks file; nothing was restored");
+        printError(result.reason);
         break;
     case OVErrorUnknownVersion:
         printError(theBackup + "is a bookmarks file of a newer version; nothing was restored");
+        printError(result.reason);
         break;
+    case OVErrorFileBusy: printError("restore: " + result.reason + "; quit it first. Nothing was restored."); break;
     default:
         printError("restore: the bookmarks file \u201C" + target.string() +
                    "\u201D could not be replaced by the backup; nothing was restored");

@@ -1,9 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
+#include <csignal>
 
 #include "bookmark_trees.h"
+#include "places_db.h"
 
 using namespace orvane;
 namespace fs = std::filesystem;
@@ -326,7 +330,7 @@ TEST(CliRestore, PutsTheBackupBackAndConsumesIt) {
         int exitCode;
         std::string says;
     } backups[] = {
-        {"backup", 3, "is not a bookmarks file (its root is not a folder); nothing was restored\n"},
+        {"backup", 3, "is not a bookmarks file; nothing was restored\n"},
         {test::toXml(
              test::D({{"WebBookmarkType", test::S("WebBookmarkTypeList")}, {"WebBookmarkFileVersion", test::I(2)}})),
          4, "is a bookmarks file of a newer version"},
@@ -535,6 +539,57 @@ TEST(CliChromium, PrintsPreviewsSortsAndRefusesSyncedBookmarks) {
     EXPECT_NE(r.err.find("Chromium syncs these bookmarks"), std::string::npos) << r.err;
     EXPECT_EQ(test::readText(file), synced);
     EXPECT_EQ(box.cli({"sort", "--ignore-sync", file.string()}).exitCode, 0);
+}
+
+// A Firefox profile's places.sqlite, told by its contents: printed, previewed, sorted, restored,
+// and left alone while Firefox runs with the profile.
+TEST(CliFirefox, PrintsSortsRestoresAndWaitsForFirefoxToQuit) {
+    Sandbox box;
+    const fs::path file = box / "firefox" / "abcd.default-esr" / "places.sqlite";
+    fs::create_directories(file.parent_path());
+    {
+        test::PlacesDb db(file);
+        db.bookmark(test::PlacesDb::kMenu, "b", "https://b.example/");
+        db.separator(test::PlacesDb::kMenu);
+        db.bookmark(test::PlacesDb::kToolbar, "z", "https://z.example/");
+        db.bookmark(test::PlacesDb::kToolbar, "y", "https://y.example/");
+    }
+    const auto menu = [&] { return test::PlacesDb(file, test::PlacesDb::Existing).titles(test::PlacesDb::kToolbar); };
+    auto r = box.cli({"print", file.string()});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    expectIn(r.out, {": Firefox bookmarks file\nBookmarks Toolbar/\n  z  <https://z.example/>\n",
+                     "Bookmarks Menu/\n  b  <https://b.example/>\n  ----\nOther Bookmarks/\nMobile Bookmarks/\n"});
+    r = box.cli({"sort", "--dry-run", "--sort-bookmarks-bar", file.string()});
+    expectIn(r.out, {"folders reordered: 1\n", "Initial Copies/firefox-abcd.default-esr-"});
+    EXPECT_EQ(menu(), (std::vector<std::string>{"z", "y"}));
+
+    int locked[2];
+    ASSERT_EQ(::pipe(locked), 0);
+    const pid_t firefox = ::fork();
+    if (firefox == 0) {  // holds the lock Firefox holds while it runs
+        const int lock = ::open((file.parent_path() / ".parentlock").c_str(), O_RDWR | O_CREAT, 0644);
+        struct flock hold {};
+        hold.l_type = F_WRLCK;
+        ::fcntl(lock, F_SETLK, &hold);
+        (void)!::write(locked[1], "x", 1);
+        ::pause();
+        ::_exit(0);
+    }
+    char x;
+    ASSERT_EQ(::read(locked[0], &x, 1), 1);
+    r = box.cli({"sort", "--sort-bookmarks-bar", file.string()});
+    EXPECT_EQ(r.exitCode, 8);
+    EXPECT_NE(r.err.find("Firefox is currently using the bookmarks file"), std::string::npos) << r.err;
+    EXPECT_EQ(menu(), (std::vector<std::string>{"z", "y"}));
+    ::kill(firefox, SIGKILL);
+    ::waitpid(firefox, nullptr, 0);
+
+    r = box.cli({"sort", "--sort-bookmarks-bar", file.string()});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_EQ(menu(), (std::vector<std::string>{"y", "z"}));
+    r = box.cli({"restore", file.string()});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_EQ(menu(), (std::vector<std::string>{"z", "y"}));
 }
 
 // The profiles of a home folder, listed for scripts and taken by name instead of a path.

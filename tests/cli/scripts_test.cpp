@@ -11,19 +11,22 @@ namespace fs = std::filesystem;
 TEST(Scripts, EveryScriptHasAUsageMessageAndDoesNothingElseWhenMisused) {
     const fs::path root = ORVANE_SOURCE_DIR;
     // Kept by hand, not found by the test: a script that did not know --help would run for real.
-    const std::set<std::string> scripts{"bench/compare_chromium.sh",
+    const std::set<std::string> scripts{"bench/bench_firefox.sh",
+                                        "bench/compare_chromium.sh",
                                         "bench/compare_plistlib.sh",
                                         "bench/compare_sort.sh",
                                         "bench/concurrent_saves.py",
                                         "bench/helper_bench.py",
                                         "bench/make_bookmarks.py",
                                         "bench/make_chromium_bookmarks.py",
+                                        "bench/make_places.py",
                                         "bench/sort_chromium_json.py",
                                         "bench/sort_plistlib.py",
                                         "bench/window_startup.sh",
                                         "fuzz/make_binary_seeds.py",
                                         "scripts/build.sh",
                                         "scripts/check_chromium.py",
+                                        "scripts/check_firefox.py",
                                         "scripts/fuzz.sh",
                                         "scripts/install-deps.sh",
                                         "scripts/make_icons.sh",
