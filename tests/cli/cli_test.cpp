@@ -349,7 +349,7 @@ TEST(CliRestore, PutsTheBackupBackAndConsumesIt) {
 
 // Files with both special folders are sorted into a file plistlib reads, and a second sort leaves
 // them alone; files without a Bookmarks Menu are refused and left byte for byte as they were.
-TEST(CliSort, SortsEveryRealFileOrLeavesItUntouched) {
+static void sortsEveryFileOrLeavesItUntouched(const std::vector<fs::path>& files) {
     if (test::python3().empty()) GTEST_SKIP() << "no python3 to run plistlib";
     Sandbox box;
     const std::string countLeaves = R"(import plistlib, sys
@@ -359,7 +359,7 @@ def leaves(node):
 print(leaves(plistlib.load(open(sys.argv[1], "rb"))))
 )";
     int sorted = 0, refused = 0;
-    for (const fs::path& real : test::realBookmarkFiles()) {
+    for (const fs::path& real : files) {
         const std::string name = real.filename().string();
         SCOPED_TRACE(name);
         const fs::path file = box / name, backup = box / (name + ".backup");
@@ -389,6 +389,15 @@ print(leaves(plistlib.load(open(sys.argv[1], "rb"))))
     }
     EXPECT_GT(sorted, 0);
     EXPECT_GT(refused, 0);
+}
+
+TEST(CliSort, SortsEveryOwnSafariFileOrLeavesItUntouched) {
+    sortsEveryFileOrLeavesItUntouched(test::ownSafariFiles().bookmarks);
+}
+
+TEST(CliSort, SortsEveryRealFileOrLeavesItUntouched) {
+    ORVANE_SKIP_WITHOUT_REAL_FILES();
+    sortsEveryFileOrLeavesItUntouched(test::realSafariFiles().bookmarks);
 }
 
 // The faults probing found: output that cannot be written, FIFOs, "--", a folder named as the
