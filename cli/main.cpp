@@ -18,7 +18,13 @@ const char* kUsage =
     "                 convert a property list (binary, XML or OpenStep) to binary or XML\n"
     "  print FILE     show a bookmarks file as an indented outline\n"
     "\n"
-    "Run 'orvane-cli COMMAND --help' for a command's options.\n";
+    "Options:\n"
+    "  -h, --help     show this help\n"
+    "  --version      show the program's name and version\n"
+    "\n"
+    "Run 'orvane-cli COMMAND --help' for a command's options.\n"
+    "\n"
+    "Exit status: the command's (see its --help); 0 for --help and --version, 64 usage error.\n";
 }
 
 namespace {
@@ -26,6 +32,10 @@ int dispatch(std::string_view command, const orvane::cli::Args& args) {
     using namespace orvane::cli;
     if (command == "--help" || command == "-h" || command == "help") {
         std::fputs(kUsage, stdout);
+        return ExitOk;
+    }
+    if (command == "--version") {
+        std::puts("orvane-cli " ORVANE_VERSION);
         return ExitOk;
     }
     if (command == "sort") return runSort(args);
