@@ -12,7 +12,8 @@ case "$#:${1:-}" in
 esac
 
 packages=(cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libplist-utils libicu-dev rapidjson-dev
-  qt6-base-dev qt6-tools-dev qt6-l10n-tools qt6-tools-dev-tools dbus xvfb xauth desktop-file-utils appstream)
+  qt6-base-dev qt6-tools-dev qt6-l10n-tools qt6-tools-dev-tools dbus xvfb xauth desktop-file-utils appstream
+  groff-base zsh fish)
 case "${1:-}" in
   --fuzz) packages+=(clang libclang-rt-dev) ;;
   --screenshot) packages+=(imagemagick openbox x11-utils) ;;
