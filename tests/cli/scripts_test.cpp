@@ -28,6 +28,7 @@ TEST(Scripts, EveryScriptHasAUsageMessageAndDoesNothingElseWhenMisused) {
                                         "scripts/install-deps.sh",
                                         "scripts/make_icons.sh",
                                         "scripts/make_safari_test_files.py",
+                                        "scripts/package.sh",
                                         "scripts/make_sample_bookmarks.py",
                                         "scripts/run.sh",
                                         "scripts/screenshot.sh",
