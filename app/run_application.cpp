@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QTimer>
+#include <string_view>
 
 #include "about_controller.h"
 #include "app_delegate.h"
@@ -15,26 +16,57 @@
 #include "translations.h"
 
 namespace orvane {
+namespace {
+
+void nameApplication(const char* version) {
+    QCoreApplication::setOrganizationName(QString::fromLatin1(kOrganizationName));
+    QCoreApplication::setApplicationName(QString::fromLatin1(kApplicationName));
+    QCoreApplication::setApplicationVersion(QString::fromLatin1(version));
+}
+
+// Parses the command line; --help, --version and a wrong option print their answer and exit.
+void processOptions(QCoreApplication& application) {
+    QCommandLineParser options;
+    options.setApplicationDescription(
+        QCoreApplication::translate("orvane", "Sorts Safari’s bookmarks. Settings: %1").arg(Settings::fileName()) +
+        QStringLiteral("\n\n") +
+        QCoreApplication::translate(
+            "orvane", "Exit status: 0 when Orvane quits, 1 when the command line holds an option it does not know."));
+    options.addHelpOption();
+    options.addVersionOption();
+    options.process(application);
+}
+
+// A QApplication aborts where there is no display (a terminal over ssh, a package's check), so
+// the answers that need no window come from a QCoreApplication. --help-all stays with the
+// QApplication, which adds the options of Qt's window system to it.
+bool asksOnlyForHelpOrVersion(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string_view a = argv[i];
+        if (a == "--") break;
+        if (a == "-h" || a == "--help" || a == "-?" || a == "-v" || a == "--version") return true;
+    }
+    return false;
+}
+
+}  // namespace
 
 int runApplication(int argc, char** argv, const char* version) {
+    nameApplication(version);
+    if (asksOnlyForHelpOrVersion(argc, argv)) {
+        QCoreApplication application(argc, argv);
+        installTranslations(application);
+        processOptions(application);
+    }
     QApplication application(argc, argv);
-    QApplication::setOrganizationName(QString::fromLatin1(kOrganizationName));
-    QApplication::setApplicationName(QString::fromLatin1(kApplicationName));
     QApplication::setApplicationDisplayName(QStringLiteral("Orvane"));
-    QApplication::setApplicationVersion(QString::fromLatin1(version));
     QApplication::setDesktopFileName(QStringLiteral("com.marrowfen.Orvane"));
     QApplication::setWindowIcon(applicationIcon());
     // Closing the main window asks the controller, which may refuse to quit.
     QApplication::setQuitOnLastWindowClosed(false);
     setLogToStandardError(true);
     installTranslations(application);
-
-    QCommandLineParser options;
-    options.setApplicationDescription(
-        QApplication::translate("orvane", "Sorts Safari’s bookmarks. Settings: %1").arg(Settings::fileName()));
-    options.addHelpOption();
-    options.addVersionOption();
-    options.process(application);
+    processOptions(application);
 
     QtAlertPresenter alerts;
     QtFileChooser files;

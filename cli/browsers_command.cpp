@@ -18,6 +18,9 @@ const char* kHelp =
     "A profiles.ini or Local State that cannot be read is reported on standard error, and the\n"
     "rest is still listed.\n"
     "\n"
+    "Options:\n"
+    "  -h, --help     show this help\n"
+    "\n"
     "Exit status: 0 done (also when nothing is found), 6 standard output not written, 64 usage\n"
     "error.\n";
 

@@ -14,6 +14,7 @@
 #include "files/paths.h"
 #include "job/messages.h"
 #include "job/sort_job.h"
+#include "json_writer.h"
 #include "stores/safari/safari_store.h"
 
 namespace orvane::cli {
@@ -51,6 +52,7 @@ const char* kHelp =
     "                    account, although sync will not carry the new order to other devices\n"
     "                    and may undo it\n"
     "  -n, --dry-run     write nothing; report what a sort would remove, rename and reorder\n"
+    "  --json            with --dry-run: the report as JSON, for scripts\n"
     "  -h, --help        show this help\n"
     "\n"
     "Exit status: 0 sorted, or already in order; 1 FILE not found; 3 not a bookmarks file;\n"
@@ -68,6 +70,7 @@ struct Invocation {
     SortOptions options;
     bool backup = true;
     bool dryRun = false;
+    bool json = false;
     bool ignoreSync = false;
     std::optional<std::string> browser;
     std::optional<std::string> backupPath;
@@ -152,6 +155,60 @@ int dryRun(const JobRequest& request, const fs::path& file, const fs::path& back
     return ExitOk;
 }
 
+// The same preview for scripts.
+int dryRunAsJson(const JobRequest& request, const fs::path& file, const fs::path& backup) {
+    const Preview preview = previewSort(request);
+    if (preview.result.code != OVErrorSuccess) return reportFailure(preview.result, file, backup);
+    const SortReport& report = preview.result.report;
+    const BookmarksFormat format = detectFormat(file);
+
+    JsonWriter json(stdout);
+    json.beginObject();
+    json.key("file").string(file.string());
+    json.key("format").string(format == BookmarksFormat::Chromium  ? "chromium"
+                              : format == BookmarksFormat::Firefox ? "firefox"
+                                                                   : "safari");
+    json.key("browser").string(preview.result.browser);
+    json.key("broken_bookmarks_removed").number(report.brokenBookmarksRemoved);
+    json.key("duplicates_removed").number(report.duplicatesRemoved);
+    json.key("empty_folders_removed").number(report.emptyFoldersRemoved);
+    json.key("folders_reordered").number(report.foldersReordered);
+    json.key("renames").beginArray();
+    for (const SortReport::Rename& rename : report.renames) {
+        json.beginObject();
+        json.key("from").string(rename.from);
+        json.key("to").string(rename.to);
+        json.endObject();
+    }
+    json.endArray();
+    json.key("order_changed").boolean(report.wouldWrite);
+    json.key("would_write")
+        .boolean(report.wouldWrite && preview.cannotReplace.empty() && preview.holder.kind == FileHolder::Nobody);
+    json.key("cannot_replace");
+    preview.cannotReplace.empty() ? json.null() : json.string(preview.cannotReplace);
+    json.key("held_by");
+    if (preview.holder.kind == FileHolder::Nobody) {
+        json.null();
+    } else {
+        json.beginObject();
+        json.key("who").string(preview.holder.who);
+        json.key("how").string(preview.holder.kind == FileHolder::Running ? "running" : "writing");
+        json.key("where").string(preview.holder.where.string());
+        json.endObject();
+    }
+    json.key("backup");
+    if (!request.backupFile) {
+        json.null();
+    } else {
+        json.beginObject();
+        json.key("path").string(backup.string());
+        json.key("exists").boolean(preview.backupExists);
+        json.endObject();
+    }
+    json.endObject();
+    return ExitOk;
+}
+
 }  // namespace
 
 int runSort(const Args& args) {
@@ -187,6 +244,8 @@ int runSort(const Args& args) {
             call.ignoreSync = true;
         } else if (a == "-n" || a == "--dry-run") {
             call.dryRun = true;
+        } else if (a == "--json") {
+            call.json = true;
         } else if (a == "--no-backup") {
             noBackupGiven = true;
             call.backup = false;
@@ -214,6 +273,7 @@ int runSort(const Args& args) {
     if (noBackupGiven && call.backupPath) return usage("--backup and --no-backup cannot be combined");
     if (call.browser && call.file) return usage("give either FILE or --browser, not both");
     if (call.browser && !(call.file = browserProfileFile("sort", *call.browser))) return ExitUsage;
+    if (call.json && !call.dryRun) return usage("--json goes with --dry-run");
 
     const fs::path file = expandTilde(call.file ? *call.file : safari::kDefaultBookmarksFile);
     const fs::path backup = call.backupPath ? expandTilde(*call.backupPath) : defaultBackupFor(file);
@@ -225,7 +285,7 @@ int runSort(const Args& args) {
 
     JobRequest request(file, call.backup ? std::optional<fs::path>(backup) : std::nullopt, call.options);
     request.store.ignoreSync = call.ignoreSync;
-    if (call.dryRun) return dryRun(request, file, backup);
+    if (call.dryRun) return call.json ? dryRunAsJson(request, file, backup) : dryRun(request, file, backup);
     const JobResult result = sortBookmarks(request);
     if (result.code != OVErrorSuccess) return reportFailure(result, file, backup);
     // The job's message speaks of a file saved, which is not so when it was already in order.

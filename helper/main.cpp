@@ -4,6 +4,8 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusServiceWatcher>
+#include <cstdio>
+#include <string_view>
 
 #include "bus_names.h"
 #include "helper.h"
@@ -25,10 +27,36 @@ private:
     orvane::Helper& helper_;
 };
 
+const char* kHelp =
+    "usage: orvane-helper [--help | --version]\n"
+    "\n"
+    "The background program of Orvane's automatic mode. It watches the bookmarks file that\n"
+    "Orvane's settings name and, a moment after each change, asks Orvane's sort service on the\n"
+    "session bus to sort it; when nobody answers there, it sorts the file itself. Orvane starts\n"
+    "and stops it; it takes no options for its work.\n"
+    "\n"
+    "Options:\n"
+    "  -h, --help     show this help\n"
+    "  --version      show the program's name and version\n"
+    "\n"
+    "Exit status: 0 when Orvane or a newer helper made it quit, 1 the bookmarks file cannot be\n"
+    "watched, 64 usage error.\n";
+
+// Answers --help and --version; -1 when the helper is to start.
+int answerOptions(int argc, char** argv) {
+    if (argc < 2) return -1;
+    const std::string_view option = argv[1];
+    if (argc == 2 && (option == "-h" || option == "--help")) return std::fputs(kHelp, stdout) < 0;
+    if (argc == 2 && option == "--version") return std::puts("orvane-helper " ORVANE_VERSION) < 0;
+    std::fprintf(stderr, "orvane-helper: unknown argument '%s'; see 'orvane-helper --help'\n", argv[argc == 2 ? 1 : 2]);
+    return 64;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     using namespace orvane;
+    if (const int answered = answerOptions(argc, argv); answered >= 0) return answered;
     QCoreApplication application(argc, argv);
     QCoreApplication::setOrganizationName(QString::fromLatin1(kOrganizationName));
     QCoreApplication::setApplicationName(QStringLiteral("OrvaneHelper"));

@@ -168,6 +168,10 @@ Ein Neustart des Computers behebt den Fehler hoffentlich.</translation>
         <source>Sorts Safari’s bookmarks. Settings: %1</source>
         <translation>Sortiert Safaris Lesezeichen. Einstellungen: %1</translation>
     </message>
+    <message>
+        <source>Exit status: 0 when Orvane quits, 1 when the command line holds an option it does not know.</source>
+        <translation>Exit-Status: 0, wenn Orvane endet, 1, wenn die Befehlszeile eine Option enthält, die Orvane nicht kennt.</translation>
+    </message>
 </context>
 <context>
     <name>orvane::AppDelegate</name>

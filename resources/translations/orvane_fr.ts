@@ -168,6 +168,10 @@ Un redémarrage de votre ordinateur devrait résoudre le problème.</translation
         <source>Sorts Safari’s bookmarks. Settings: %1</source>
         <translation>Trie les signets de Safari. Réglages&#xa0;: %1</translation>
     </message>
+    <message>
+        <source>Exit status: 0 when Orvane quits, 1 when the command line holds an option it does not know.</source>
+        <translation>Code de sortie&#xa0;: 0 quand Orvane se termine, 1 quand la ligne de commande contient une option inconnue.</translation>
+    </message>
 </context>
 <context>
     <name>orvane::AppDelegate</name>

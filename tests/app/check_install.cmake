@@ -15,6 +15,12 @@ set(expected
   share/icons/hicolor/scalable/apps/com.marrowfen.Orvane.svg
   share/icons/hicolor/16x16/apps/com.marrowfen.Orvane.png
   share/icons/hicolor/512x512/apps/com.marrowfen.Orvane.png
+  share/man/man1/orvane.1.gz
+  share/man/man1/orvane-cli.1.gz
+  share/man/man1/orvane-helper.1.gz
+  share/bash-completion/completions/orvane-cli
+  share/zsh/vendor-completions/_orvane-cli
+  share/fish/vendor_completions.d/orvane-cli.fish
   )
 foreach(item ${expected})
   if(NOT EXISTS "${PREFIX}/${item}")

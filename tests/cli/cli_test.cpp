@@ -128,6 +128,89 @@ TEST(Cli, PrintsAnOutlineWithSpecialFoldersNamed) {
                      "\ncom.apple.ReadingList/  (hidden)\n", "1 bookmark in 2 folders"});
 }
 
+// Draws the outline again from print --json, the way print draws it, so that a test can compare
+// the two: then the JSON holds every entry the outline shows, with its kind, title and address.
+// Then prints the titles, exactly as decoded, in Python's ASCII notation.
+const char* const kOutlineFromJson = R"PY(
+import json, sys
+doc = json.load(open(sys.argv[1], encoding="utf-8"))
+titles = []
+def shown(text):
+    return "".join("\ufffd" if ord(c) < 0x20 or ord(c) == 0x7f or 0xd800 <= ord(c) <= 0xdfff else c for c in text)
+def walk(nodes, depth):
+    for n in nodes:
+        kind, title = n["kind"], n.get("title")
+        titles.append(title)
+        named = shown(title or "") or "(untitled)"
+        if kind == "folder":
+            line = (n.get("label") or shown(title or "") or "(untitled folder)") + "/" + ("  (hidden)" if n.get("hidden") else "")
+        elif kind == "bookmark":
+            line = named + "  <" + shown(n["url"] or "") + ">"
+        elif kind == "pinned":
+            line = named + ("  (proxy)" if doc["format"] == "safari" else "  (query)")
+        elif kind == "separator":
+            line = "----"
+        else:
+            line = "(" + n["note"] + ")" if title is None and n["note"].startswith("not a") else named + "  (" + n["note"] + ")"
+        print("  " * depth + line)
+        walk(n.get("children", []), depth + 1)
+print(doc["file"], doc["format"], doc["browser"])
+walk(doc["children"], 0)
+print(ascii(titles))
+)PY";
+
+// The outline's lines, without its first line (the file) and its last (the counts).
+std::string outlineBody(const std::string& out) {
+    const std::size_t first = out.find('\n') + 1, last = out.rfind('\n', out.size() - 2) + 1;
+    return out.substr(first, last - first);
+}
+
+TEST(Cli, PrintsAsJsonEveryEntryTheOutlineShowsWithTitlesExact) {
+    if (test::python3().empty()) GTEST_SKIP() << "no python3 to read the JSON";
+    using namespace test;
+    test::TempDir dir;
+    const fs::path safariFile = dir / "Bookmarks.plist", json = dir / "out.json", script = dir / "outline.py";
+    test::writeFile(script, kOutlineFromJson);
+    plist::Value odd = D({{"WebBookmarkType", S("WebBookmarkTypeFuture")}, {"Title", S("From a newer Safari")}});
+    const plist::Value root = bookmarksRoot({
+        proxy("History"),
+        folder("BookmarksBar",
+               {bookmark("Quote \" backslash \\ tab \t line\nend \x01", "https://odd.example/?a=\"b\""),
+                bookmark("Half a surrogate \xED\xA0\xBD and \xF0\x9F\x98\x80", "https://surrogate.example/"),
+                folder("", {})}),
+        folder("BookmarksMenu", {bookmark("Caf\u00E9 \u65E5\u672C", "https://cafe.example/"), odd, S("a bare string")}),
+        hidden(folder("com.apple.ReadingList", {})),
+    });
+    test::writeFile(safariFile, toBinary(root));
+
+    const auto chromium = fs::path(ORVANE_SOURCE_DIR) / "tests" / "data" / "chromium" / "written-by-chromium.json";
+    for (const fs::path& file : {safariFile, chromium}) {
+        SCOPED_TRACE(file.filename().string());
+        const auto text = cli({"print", file.string()});
+        const auto asJson = cli({"print", "--json", file.string()});
+        ASSERT_EQ(text.exitCode, 0) << text.err;
+        ASSERT_EQ(asJson.exitCode, 0) << asJson.err;
+        test::writeFile(json, asJson.out);
+        const auto drawn = test::run({test::python3(), script.string(), json.string()});
+        ASSERT_EQ(drawn.exitCode, 0) << drawn.err << asJson.out;
+        const std::string header = file.string() + (file == chromium ? " chromium Chromium\n" : " safari Safari\n");
+        ASSERT_EQ(drawn.out.substr(0, header.size()), header);
+        EXPECT_EQ(outlineBody(drawn.out), outlineBody(text.out)) << asJson.out;
+        if (file == safariFile)
+            expectIn(drawn.out, {"'Quote \" backslash \\\\ tab \\t line\\nend \\x01'",
+                                 "'Half a surrogate \\ud83d and \\U0001f600'", "'Caf\\xe9 \\u65e5\\u672c'",
+                                 "None, 'com.apple.ReadingList']"});
+    }
+
+    // The same from standard input, and the usual refusals.
+    auto r = cli({"print", "--json", "-"}, toBinary(root));
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_EQ(r.out.rfind("{\n  \"file\": \"-\",\n  \"format\": \"safari\",", 0), 0u) << r.out;
+    r = cli({"print", "--json", (dir / "missing.plist").string()});
+    EXPECT_EQ(r.exitCode, 5);
+    EXPECT_EQ(r.out, "");
+}
+
 TEST(Cli, FailuresExitWithTheirCodeAndOneLineNamingTheFile) {
     test::TempDir dir;
     const fs::path garbage = dir / "garbage.plist", array = dir / "array.plist", good = dir / "good.plist";
@@ -231,6 +314,57 @@ TEST(CliSort, DryRunWritesNothingAndReportsWhatASortWouldDo) {
     r = box.cli({"sort", "--dry-run", box.file.string()});
     ASSERT_EQ(r.exitCode, 0) << r.err;
     expectIn(r.out, {"folders reordered: 0\n", "file written: no"});
+}
+
+// The dry run's report for scripts: the same numbers, renames and verdict as the text, in JSON
+// that Python reads, and still nothing written.
+TEST(CliSort, DryRunAsJsonGivesScriptsTheSameReport) {
+    if (test::python3().empty()) GTEST_SKIP() << "no python3 to read the JSON";
+    Sandbox box;
+    const std::string fields = R"(import json, sys
+r = json.load(sys.stdin)
+print(sorted(r))
+for key in sorted(r):
+    if key not in ("file", "backup", "held_by"): print(key, r[key])
+print("backup", None if r["backup"] is None else (r["backup"]["path"] == sys.argv[1], r["backup"]["exists"]))
+print("held_by", r["held_by"] and (r["held_by"]["who"], r["held_by"]["how"], r["held_by"]["where"].endswith("/lock")))
+print(r["file"] == sys.argv[2])
+)";
+    const auto report = [&](std::vector<std::string> args) {
+        const auto r = box.cli(std::move(args));
+        EXPECT_EQ(r.exitCode, 0) << r.err;
+        const auto py =
+            test::run({test::python3(), "-c", fields, box.initialBackup.string(), box.file.string()}, r.out);
+        EXPECT_EQ(py.exitCode, 0) << py.err << r.out;
+        return py.out;
+    };
+    std::string out = report({"sort", "--dry-run", "--json", box.file.string()});
+    EXPECT_EQ(test::readText(box.file), box.original);
+    EXPECT_FALSE(fs::exists(box.initialBackup));
+    EXPECT_EQ(out,
+              "['backup', 'broken_bookmarks_removed', 'browser', 'cannot_replace', 'duplicates_removed', "
+              "'empty_folders_removed', 'file', 'folders_reordered', 'format', 'held_by', 'order_changed', 'renames', "
+              "'would_write']\n"
+              "broken_bookmarks_removed 1\nbrowser Safari\ncannot_replace None\nduplicates_removed 1\n"
+              "empty_folders_removed 1\nfolders_reordered 1\nformat safari\norder_changed True\n"
+              "renames [{'from': '', 'to': 'https://untitled.example/'}, {'from': 'Weather', 'to': 'Weather 2'}]\n"
+              "would_write True\nbackup (True, False)\nheld_by None\nTrue\n");
+
+    // Without a backup, and while Safari's lock says it is writing: no write now, and who holds it.
+    fs::create_directory(box / "lock");
+    out = report({"sort", "-n", "--json", "--no-backup", box.file.string()});
+    expectIn(out,
+             {"order_changed True\n", "would_write False\n", "backup None\n", "held_by ('Safari', 'writing', True)\n"});
+    fs::remove(box / "lock");
+
+    ASSERT_EQ(box.cli({"sort", box.file.string()}).exitCode, 0);
+    out = report({"sort", "--json", "--dry-run", box.file.string()});
+    expectIn(out, {"folders_reordered 0\n", "order_changed False\n", "would_write False\n", "renames []\n",
+                   "backup (True, True)\n"});
+
+    const auto r = box.cli({"sort", "--json", box.file.string()});
+    EXPECT_EQ(r.exitCode, 64);
+    EXPECT_NE(r.err.find("--json goes with --dry-run"), std::string::npos) << r.err;
 }
 
 TEST(CliSort, FailuresExitWithTheJobsCodeAndLeaveTheFileAsItWas) {
@@ -353,7 +487,7 @@ TEST(CliRestore, PutsTheBackupBackAndConsumesIt) {
 
 // Files with both special folders are sorted into a file plistlib reads, and a second sort leaves
 // them alone; files without a Bookmarks Menu are refused and left byte for byte as they were.
-TEST(CliSort, SortsEveryRealFileOrLeavesItUntouched) {
+static void sortsEveryFileOrLeavesItUntouched(const std::vector<fs::path>& files) {
     if (test::python3().empty()) GTEST_SKIP() << "no python3 to run plistlib";
     Sandbox box;
     const std::string countLeaves = R"(import plistlib, sys
@@ -363,7 +497,7 @@ def leaves(node):
 print(leaves(plistlib.load(open(sys.argv[1], "rb"))))
 )";
     int sorted = 0, refused = 0;
-    for (const fs::path& real : test::realBookmarkFiles()) {
+    for (const fs::path& real : files) {
         const std::string name = real.filename().string();
         SCOPED_TRACE(name);
         const fs::path file = box / name, backup = box / (name + ".backup");
@@ -393,6 +527,15 @@ print(leaves(plistlib.load(open(sys.argv[1], "rb"))))
     }
     EXPECT_GT(sorted, 0);
     EXPECT_GT(refused, 0);
+}
+
+TEST(CliSort, SortsEveryOwnSafariFileOrLeavesItUntouched) {
+    sortsEveryFileOrLeavesItUntouched(test::ownSafariFiles().bookmarks);
+}
+
+TEST(CliSort, SortsEveryRealFileOrLeavesItUntouched) {
+    ORVANE_SKIP_WITHOUT_REAL_FILES();
+    sortsEveryFileOrLeavesItUntouched(test::realSafariFiles().bookmarks);
 }
 
 // The faults probing found: output that cannot be written, FIFOs, "--", a folder named as the

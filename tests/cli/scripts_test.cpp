@@ -30,6 +30,8 @@ TEST(Scripts, EveryScriptHasAUsageMessageAndDoesNothingElseWhenMisused) {
                                         "scripts/fuzz.sh",
                                         "scripts/install-deps.sh",
                                         "scripts/make_icons.sh",
+                                        "scripts/make_safari_test_files.py",
+                                        "scripts/package.sh",
                                         "scripts/make_sample_bookmarks.py",
                                         "scripts/run.sh",
                                         "scripts/screenshot.sh",

@@ -43,10 +43,21 @@ std::vector<fs::path> filesIn(const fs::path& folder, std::string_view extension
     std::sort(files.begin(), files.end());
     return files;
 }
+
+SafariFiles safariFilesIn(const fs::path& folder) {
+    return {filesIn(folder, ".plist"), filesIn(folder / "derived", ".bplist")};
+}
 }  // namespace
 
-std::vector<fs::path> realBookmarkFiles() { return filesIn(ORVANE_REAL_DATA, ".plist"); }
-std::vector<fs::path> realDerivedFiles() { return filesIn(fs::path(ORVANE_REAL_DATA) / "derived", ".bplist"); }
+SafariFiles ownSafariFiles() { return safariFilesIn(fs::path(ORVANE_SOURCE_DIR) / "tests" / "data" / "safari"); }
+SafariFiles realSafariFiles() { return safariFilesIn(ORVANE_REAL_DATA); }
+
+std::string realSafariFilesMissing() {
+    const fs::path folder = ORVANE_REAL_DATA;
+    if (fs::is_directory(folder / "derived")) return {};
+    return "skipped: the real Safari files are not beside this clone (no folder " + folder.lexically_normal().string() +
+           "); they are third-party data kept outside the project, and tests/data/safari covers what they hold";
+}
 
 TempDir::TempDir() {
     std::random_device random;

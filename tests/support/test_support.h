@@ -2,6 +2,8 @@
 // short ways to build and write property-list values.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <filesystem>
 #include <initializer_list>
@@ -24,10 +26,19 @@ inline std::span<const std::uint8_t> bytesOf(std::string_view s) {
     return {reinterpret_cast<const std::uint8_t*>(s.data()), s.size()};
 }
 
-// The real Safari bookmarks files beside the project (every *.plist directly in the folder).
-std::vector<std::filesystem::path> realBookmarkFiles();
-// NSKeyedArchiver blobs taken out of a real bookmarks file (the folder's "derived" files).
-std::vector<std::filesystem::path> realDerivedFiles();
+// Safari bookmarks files for the tests that read whole files.
+struct SafariFiles {
+    std::vector<std::filesystem::path> bookmarks;  // every *.plist directly in the folder
+    std::vector<std::filesystem::path> derived;    // keyed archives taken out of them (derived/*.bplist)
+};
+// Ours, in tests/data/safari (scripts/make_safari_test_files.py), shaped after what Safari's
+// versions write: proxies, Safari 2's root title, UTF-16 titles, extended counts, Sync data.
+SafariFiles ownSafariFiles();
+// Real files of Safari's, kept beside the clone in ../shared/data/real because they are
+// third-party data the project must not hold. Call only when realSafariFilesMissing() is empty.
+SafariFiles realSafariFiles();
+// Why the real files cannot be read (one line for a skipped test), or empty when they are there.
+std::string realSafariFilesMissing();
 
 // A fresh folder under the system's temporary folder, removed with everything in it.
 class TempDir {
@@ -58,6 +69,15 @@ RunResult run(const std::vector<std::string>& argv, std::string_view input = {},
 std::string python3();
 // Path of the orvane-cli program under test.
 std::string cliPath();
+
+}  // namespace orvane::test
+
+// Skips the calling test, with the reason, when the real Safari files are not beside the clone:
+// a clone on its own passes, and the run says what it did not test.
+#define ORVANE_SKIP_WITHOUT_REAL_FILES() \
+    if (const std::string why = ::orvane::test::realSafariFilesMissing(); !why.empty()) GTEST_SKIP() << why
+
+namespace orvane::test {
 
 inline plist::Value S(std::string_view s) { return plist::Value::string(s); }
 inline plist::Value I(std::int64_t i) { return plist::Value::integer(i); }

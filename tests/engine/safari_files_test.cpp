@@ -1,10 +1,12 @@
-// The real Safari files: they load, survive our writers (byte for byte where Apple's layout allows it), agree with
-// plistlib, go through the command line, and mutated copies of them either fail cleanly or read as something our writer
-// keeps.
+// Whole Safari files, ours (tests/data/safari) and the real ones when they lie beside the clone:
+// they load, survive our writers (byte for byte where Apple's layout allows it), agree with
+// plistlib and plistutil, go through the command line, and mutated copies of them either fail
+// cleanly or read as something our writer keeps.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <random>
+#include <set>
 
 #include "test_support.h"
 
@@ -13,10 +15,38 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::vector<fs::path> allRealFiles() {
-    std::vector<fs::path> files = test::realBookmarkFiles();
-    for (const fs::path& p : test::realDerivedFiles()) files.push_back(p);
-    return files;
+// One set of files and what is known of them.
+struct Corpus {
+    std::vector<fs::path> bookmarks, all;  // all: the bookmarks files and the keyed archives taken out of them
+    // Binary files written without leftovers (repeated values, unreferenced objects): our writer
+    // must give their bytes back. Every other binary file loses its leftovers.
+    std::set<std::string> appleLayout;
+    fs::path binaryCopy, xmlCopy;  // one tree in both encodings
+};
+
+Corpus corpusOf(const test::SafariFiles& files, const std::set<std::string>& appleLayout, std::string_view binaryCopy,
+                std::string_view xmlCopy) {
+    Corpus c{files.bookmarks, files.bookmarks, {}, {}, {}};
+    c.all.insert(c.all.end(), files.derived.begin(), files.derived.end());
+    for (const fs::path& path : c.all) {
+        const std::string name = path.filename().string();
+        if (std::any_of(appleLayout.begin(), appleLayout.end(),
+                        [&](const std::string& part) { return name.find(part) != std::string::npos; }))
+            c.appleLayout.insert(name);
+        if (name.find(binaryCopy) != std::string::npos) c.binaryCopy = path;
+        if (name.find(xmlCopy) != std::string::npos) c.xmlCopy = path;
+    }
+    return c;
+}
+
+Corpus ownFiles() {
+    return corpusOf(test::ownSafariFiles(), {"safari2-japanese", "windows-imported", "safari5-binary"},
+                    "safari5-binary", "safari5-xml");
+}
+
+Corpus realFiles() {
+    return corpusOf(test::realSafariFiles(), {"plist_binary", "plagger", "IPED"},
+                    "linkchecker_tests_checker_data_plist_binary", "linkchecker_tests_checker_data_plist_xml");
 }
 
 Value load(const fs::path& path) {
@@ -25,20 +55,15 @@ Value load(const fs::path& path) {
     return r.value;
 }
 
-bool contains(const fs::path& path, std::string_view part) {
-    return path.filename().string().find(part) != std::string::npos;
-}
-
-TEST(RealFiles, BothWritersRoundTripAndBinaryKeepsApplesLayout) {
-    const std::vector<fs::path> files = allRealFiles();
-    ASSERT_GE(files.size(), 9u);
-    int byteIdentical = 0;
-    for (const fs::path& path : files) {
+void bothWritersRoundTripAndBinaryKeepsApplesLayout(const Corpus& corpus) {
+    ASSERT_GE(corpus.all.size(), 7u);
+    std::size_t byteIdentical = 0;
+    for (const fs::path& path : corpus.all) {
         SCOPED_TRACE(path.filename().string());
         const std::string original = test::readText(path);
         const Value value = load(path);
         ASSERT_FALSE(value.isNull());
-        // No real file holds a date, so nothing loses sub-second precision: the XML trip must be exact.
+        // No file holds a date, so nothing loses sub-second precision: the XML trip must be exact.
         const std::string xml = test::toXml(value), out = test::toBinary(value);
         const ReadResult fromXml = readXml(test::bytesOf(xml)), back = readBinary(test::bytesOf(out));
         ASSERT_TRUE(fromXml && back) << "XML: " << fromXml.status.description()
@@ -47,9 +72,9 @@ TEST(RealFiles, BothWritersRoundTripAndBinaryKeepsApplesLayout) {
         EXPECT_EQ(test::toXml(fromXml.value), xml);
         EXPECT_TRUE(back.value == value);
         if (!original.starts_with("bplist00")) continue;
-        // These three were written without duplicate scalars or unreferenced objects, so our layout
-        // is theirs. The others hold such leftovers: we drop them, and our own output is a fixed point.
-        if (contains(path, "plist_binary") || contains(path, "plagger") || contains(path, "IPED")) {
+        // Files written without repeated values or unreferenced objects are laid out as ours. The others
+        // hold such leftovers: we drop them, and our own output is a fixed point.
+        if (corpus.appleLayout.contains(path.filename().string())) {
             EXPECT_EQ(out, original);
             ++byteIdentical;
         } else {
@@ -57,17 +82,13 @@ TEST(RealFiles, BothWritersRoundTripAndBinaryKeepsApplesLayout) {
             EXPECT_EQ(test::toBinary(back.value), out);
         }
     }
-    EXPECT_EQ(byteIdentical, 3);
+    EXPECT_EQ(byteIdentical, 3u);
+    EXPECT_EQ(corpus.appleLayout.size(), 3u);
 }
 
-TEST(RealFiles, BinaryAndXmlCopiesOfOneFileReadTheSame) {
-    fs::path binaryCopy, xmlCopy;
-    for (const fs::path& path : test::realBookmarkFiles()) {
-        if (contains(path, "linkchecker_tests_checker_data_plist_binary")) binaryCopy = path;
-        if (contains(path, "linkchecker_tests_checker_data_plist_xml")) xmlCopy = path;
-    }
-    ASSERT_FALSE(binaryCopy.empty() || xmlCopy.empty());
-    const Value fromBinary = load(binaryCopy), fromXml = load(xmlCopy);
+void binaryAndXmlCopiesOfOneFileReadTheSame(const Corpus& corpus) {
+    ASSERT_FALSE(corpus.binaryCopy.empty() || corpus.xmlCopy.empty());
+    const Value fromBinary = load(corpus.binaryCopy), fromXml = load(corpus.xmlCopy);
     EXPECT_FALSE(fromBinary.isNull());
     EXPECT_TRUE(fromBinary == fromXml);
 }
@@ -91,12 +112,12 @@ for original, ours_binary, ours_xml in zip(a[1::3], a[2::3], a[3::3]):
         print('same' if repr(norm(plistlib.load(open(path, 'rb')), xml)) == repr(norm(want, xml)) else 'differs', path)
 )PY";
 
-TEST(RealFiles, PlistlibReadsOurCopiesAsTheOriginals) {
+void plistlibReadsOurCopiesAsTheOriginals(const Corpus& corpus) {
     if (test::python3().empty()) GTEST_SKIP() << "no python3 to run plistlib";
     test::TempDir dir;
     std::vector<std::string> argv{test::python3(), (dir / "compare.py").string()};
     test::writeFile(dir / "compare.py", kCompareScript);
-    const std::vector<fs::path> files = allRealFiles();
+    const std::vector<fs::path>& files = corpus.all;
     for (std::size_t i = 0; i < files.size(); ++i) {
         const Value value = load(files[i]);
         const fs::path bin = dir / (std::to_string(i) + ".bin"), x = dir / (std::to_string(i) + ".xml");
@@ -112,11 +133,11 @@ TEST(RealFiles, PlistlibReadsOurCopiesAsTheOriginals) {
 
 // A second independent reader: libplist's converter must see the same XML in our binary copy as
 // in the original, key order included.
-TEST(RealFiles, PlistutilReadsOurBinaryCopiesAsTheOriginals) {
+void plistutilReadsOurBinaryCopiesAsTheOriginals(const Corpus& corpus) {
     const std::string plistutil = "/usr/bin/plistutil";
     if (!fs::exists(plistutil)) GTEST_SKIP() << "plistutil (libplist-utils) is not installed";
     test::TempDir dir;
-    for (const fs::path& path : test::realBookmarkFiles()) {
+    for (const fs::path& path : corpus.bookmarks) {
         SCOPED_TRACE(path.filename().string());
         const fs::path ours = dir / "ours.plist";
         test::writeFile(ours, test::toBinary(load(path)));
@@ -129,9 +150,9 @@ TEST(RealFiles, PlistutilReadsOurBinaryCopiesAsTheOriginals) {
     }
 }
 
-TEST(RealFiles, CommandLineConvertsAndPrints) {
+void commandLineConvertsAndPrints(const Corpus& corpus) {
     test::TempDir dir;
-    for (const fs::path& path : allRealFiles()) {
+    for (const fs::path& path : corpus.all) {
         SCOPED_TRACE(path.filename().string());
         const Value value = load(path);
         const fs::path bin = dir / "out.bin", x = dir / "out.xml";
@@ -151,11 +172,11 @@ TEST(RealFiles, CommandLineConvertsAndPrints) {
 
 // Mutations of every real file: each must fail with a message, or read as a tree that our
 // binary writer writes and reads back unchanged. Under the sanitizers this also hunts overruns.
-TEST(RealFiles, MutatedCopiesFailCleanlyOrRoundTrip) {
+void mutatedCopiesFailCleanlyOrRoundTrip(const Corpus& corpus) {
     std::mt19937_64 rng(7);
     auto below = [&](std::size_t n) { return static_cast<std::size_t>(rng() % n); };
     int mutations = 0, accepted = 0;
-    for (const fs::path& path : allRealFiles()) {
+    for (const fs::path& path : corpus.all) {
         const std::string original = test::readText(path);
         std::vector<std::pair<std::string, std::string>> mutants;
         for (std::size_t n = 0; n < original.size(); n += 7)
@@ -218,6 +239,41 @@ TEST(RealFiles, MutatedCopiesFailCleanlyOrRoundTrip) {
     // Most damage is caught, but some (a flipped byte inside a title) leaves a readable file.
     EXPECT_GT(accepted, 0);
     EXPECT_LT(accepted, mutations);
+}
+
+// Our own files stand in for the real ones on a clone without them, and run beside them otherwise.
+TEST(OwnFiles, BothWritersRoundTripAndBinaryKeepsApplesLayout) {
+    bothWritersRoundTripAndBinaryKeepsApplesLayout(ownFiles());
+}
+TEST(OwnFiles, BinaryAndXmlCopiesOfOneFileReadTheSame) { binaryAndXmlCopiesOfOneFileReadTheSame(ownFiles()); }
+TEST(OwnFiles, PlistlibReadsOurCopiesAsTheOriginals) { plistlibReadsOurCopiesAsTheOriginals(ownFiles()); }
+TEST(OwnFiles, PlistutilReadsOurBinaryCopiesAsTheOriginals) { plistutilReadsOurBinaryCopiesAsTheOriginals(ownFiles()); }
+TEST(OwnFiles, CommandLineConvertsAndPrints) { commandLineConvertsAndPrints(ownFiles()); }
+TEST(OwnFiles, MutatedCopiesFailCleanlyOrRoundTrip) { mutatedCopiesFailCleanlyOrRoundTrip(ownFiles()); }
+
+TEST(RealFiles, BothWritersRoundTripAndBinaryKeepsApplesLayout) {
+    ORVANE_SKIP_WITHOUT_REAL_FILES();
+    bothWritersRoundTripAndBinaryKeepsApplesLayout(realFiles());
+}
+TEST(RealFiles, BinaryAndXmlCopiesOfOneFileReadTheSame) {
+    ORVANE_SKIP_WITHOUT_REAL_FILES();
+    binaryAndXmlCopiesOfOneFileReadTheSame(realFiles());
+}
+TEST(RealFiles, PlistlibReadsOurCopiesAsTheOriginals) {
+    ORVANE_SKIP_WITHOUT_REAL_FILES();
+    plistlibReadsOurCopiesAsTheOriginals(realFiles());
+}
+TEST(RealFiles, PlistutilReadsOurBinaryCopiesAsTheOriginals) {
+    ORVANE_SKIP_WITHOUT_REAL_FILES();
+    plistutilReadsOurBinaryCopiesAsTheOriginals(realFiles());
+}
+TEST(RealFiles, CommandLineConvertsAndPrints) {
+    ORVANE_SKIP_WITHOUT_REAL_FILES();
+    commandLineConvertsAndPrints(realFiles());
+}
+TEST(RealFiles, MutatedCopiesFailCleanlyOrRoundTrip) {
+    ORVANE_SKIP_WITHOUT_REAL_FILES();
+    mutatedCopiesFailCleanlyOrRoundTrip(realFiles());
 }
 
 }  // namespace
