@@ -136,11 +136,15 @@ class Marionette:
         return result
 
 
+RUNNING = []  # every Firefox started, so that a failed check leaves none behind
+
+
 class Firefox:
     def __init__(self, profile, port):
         self.process = subprocess.Popen(["firefox-esr", "--headless", "--marionette", "--remote-allow-system-access",
                                          "--no-remote", "--profile", profile],
                                         stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        RUNNING.append(self.process)
         self.marionette = Marionette(port)
 
     def quit(self):
@@ -309,6 +313,10 @@ def main():
         print("a restore puts back the order of before the sort; Firefox's checks change nothing")
         print("ALL PASSED")
     finally:
+        for process in RUNNING:
+            if process.poll() is None:
+                process.kill()
+                process.wait(60)
         if args.keep:
             print("scratch folder: " + scratch)
         else:
