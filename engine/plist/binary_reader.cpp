@@ -21,6 +21,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "binary_format.h"
 #include "codec.h"
 #include "utf.h"
 
@@ -35,30 +36,6 @@ constexpr std::size_t kLinearKeyCheck = 16;
 // without sharing (each reference takes at least a byte): far more than any script's sharing,
 // far less than an expansion bomb, and quick to build.
 constexpr std::uint64_t kSharingAllowance = std::uint64_t{1} << 22;
-
-// Inlined: it runs for every offset and reference of the file.
-[[gnu::always_inline]] inline std::uint64_t readBE(const std::uint8_t* p, std::size_t n) {
-    // References and offsets are read in the millions: the common widths get a direct load.
-    switch (n) {
-    case 1: return p[0];
-    case 2: return std::uint64_t{p[0]} << 8 | p[1];
-    case 4: {
-        std::uint32_t v;
-        std::memcpy(&v, p, 4);
-        return __builtin_bswap32(v);
-    }
-    case 8: {
-        std::uint64_t v;
-        std::memcpy(&v, p, 8);
-        return __builtin_bswap64(v);
-    }
-    default: {
-        std::uint64_t v = 0;
-        for (std::size_t i = 0; i < n; ++i) v = (v << 8) | p[i];
-        return v;
-    }
-    }
-}
 
 double readDouble(const std::uint8_t* p) {
     std::uint64_t bits = readBE(p, 8);

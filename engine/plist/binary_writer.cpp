@@ -12,68 +12,13 @@
 #include <string>
 #include <vector>
 
+#include "binary_format.h"
 #include "codec.h"
 #include "hash.h"
 #include "utf.h"
 
 namespace orvane::plist {
 namespace {
-
-unsigned byteCount(std::uint64_t n) {
-    if (n < (1ull << 8)) return 1;
-    if (n < (1ull << 16)) return 2;
-    if (n < (1ull << 32)) return 4;
-    return 8;
-}
-
-std::uint64_t bitsOf(double d) {
-    std::uint64_t u;
-    std::memcpy(&u, &d, sizeof u);
-    return u;
-}
-
-// Buffers output for the sink and counts the bytes written, which are the objects' offsets.
-class Output {
-public:
-    explicit Output(Sink& sink) : sink_(sink), buffer_(new char[kChunk]) {}
-    ~Output() { flush(); }
-    void byte(std::uint8_t b) {
-        if (used_ == kChunk) flush();
-        buffer_[used_++] = static_cast<char>(b);
-    }
-    void bytes(const void* p, std::size_t n) {
-        const char* src = static_cast<const char*>(p);
-        while (n > 0) {
-            if (used_ == kChunk) flush();
-            std::size_t take = std::min(n, kChunk - used_);
-            std::memcpy(buffer_.get() + used_, src, take);
-            used_ += take, src += take, n -= take;
-        }
-    }
-    // Widths are 1, 2, 4 or 8: every reference and offset goes through here.
-    void bigEndian(std::uint64_t v, unsigned width) {
-        if (kChunk - used_ < 8) flush();
-        const std::uint64_t be = __builtin_bswap64(v << (8 * (8 - width)));
-        std::memcpy(buffer_.get() + used_, &be, 8);  // only `width` bytes count; the rest is overwritten
-        used_ += width;
-    }
-    void flush() {
-        if (used_ > 0) sink_.write(buffer_.get(), used_);
-        position_ += used_;
-        used_ = 0;
-    }
-    std::uint64_t position() const { return position_ + used_; }
-    bool failed() const { return sink_.failed(); }
-    std::string& scratch() { return scratch_; }
-
-private:
-    static constexpr std::size_t kChunk = 256 * 1024;
-    Sink& sink_;
-    std::unique_ptr<char[]> buffer_;
-    std::size_t used_ = 0;
-    std::string scratch_;
-    std::uint64_t position_ = 0;
-};
 
 // One object to number: a value, or a dictionary's key (a string held as a Key). Kept as one
 // word, the low bit telling a Key from a Value.
@@ -237,9 +182,6 @@ private:
     std::vector<std::uint8_t> bytes_;
 };
 
-// The bytes of a count that follows a marker: none when it fits the marker's low nibble.
-std::uint64_t countBytes(std::uint64_t n) { return n < 15 ? 0 : 1 + byteCount(n); }
-
 // Writes in two passes. The first numbers the objects depth first, a container before its
 // children and a dictionary's keys before its values, equal scalars once, as Apple's writer does;
 // it checks every value, notes each container's children's numbers and counts the file's exact
@@ -269,7 +211,7 @@ public:
             } else {
                 const Value& container = item.value();
                 const std::size_t n = childCount(container);
-                writeCount(out, container.isArray() ? 0xA : 0xD, container.isArray() ? n : n / 2);
+                out.marker(container.isArray() ? 0xA : 0xD, container.isArray() ? n : n / 2);
                 for (const std::size_t end = ref + n; ref < end; ++ref) out.bigEndian(refs_.get(ref), refSize);
             }
             if ((i & 0xFFF) == 0 && out.failed()) return "the output could not be written";
@@ -439,35 +381,13 @@ private:
         }
     }
 
-    void writeCount(Output& out, std::uint8_t kind, std::uint64_t count) {
-        if (count < 15) {
-            out.byte(static_cast<std::uint8_t>(kind << 4 | count));
-            return;
-        }
-        out.byte(static_cast<std::uint8_t>(kind << 4 | 0x0F));
-        writeUnsigned(out, count);
-    }
-
-    void writeUnsigned(Output& out, std::uint64_t v) {
-        unsigned width = byteCount(v);
-        static const std::uint8_t markers[9] = {0, 0x10, 0x11, 0, 0x12, 0, 0, 0, 0x13};
-        out.byte(markers[width]);
-        out.bigEndian(v, width);
-    }
-
     void writeScalar(Output& out, Item item) {
         if (item.type() == Type::String) {
             const std::string_view s = item.string();
-            if (utf::isAscii(s)) {
-                writeCount(out, 0x5, s.size());
-                out.bytes(s.data(), s.size());
-                return;
-            }
-            std::string& units = out.scratch();
-            units.clear();
-            utf::appendUtf16BE(units, s);
-            writeCount(out, 0x6, units.size() / 2);
-            out.bytes(units.data(), units.size());
+            std::string& encoded = out.scratch();
+            encoded.clear();
+            appendEncodedString(encoded, s);
+            out.bytes(encoded.data(), encoded.size());
             return;
         }
         const Value& v = item.value();
@@ -482,7 +402,7 @@ private:
                 out.byte(0x13);
                 out.bigEndian(v.asUInt64(), 8);
             } else {
-                writeUnsigned(out, v.asUInt64());
+                out.unsignedInteger(v.asUInt64());
             }
             break;
         case Type::Real:
@@ -494,7 +414,7 @@ private:
             out.bigEndian(bitsOf(v.asDate()), 8);
             break;
         case Type::Data:
-            writeCount(out, 0x4, v.asData().size());
+            out.marker(0x4, v.asData().size());
             out.bytes(v.asData().data(), v.asData().size());
             break;
         case Type::Uid: {

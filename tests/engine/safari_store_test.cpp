@@ -126,7 +126,7 @@ TEST(SafariStore, SpecialFoldersReplaceTheirNamesakesOrAreAppended) {
     ASSERT_TRUE(sorted.changed);
     EXPECT_EQ(titlesIn(sorted.root), (Titles{"BookmarksMenu", "p", "BookmarksMenu", "BookmarksBar"}));
     EXPECT_EQ(titlesIn(childrenOf(sorted.root)[0]), (Titles{"a", "b"}));
-    EXPECT_TRUE(childrenOf(sorted.root)[2].isSameObject(childrenOf(sorted.root)[0]));
+    EXPECT_EQ(childrenOf(sorted.root)[2], childrenOf(sorted.root)[0]);
 
     // Empty or missing children: nothing to sort. No Bookmarks Menu: a shape the sort refuses.
     for (const Value& bare : {bookmarksRoot({}), D({{"WebBookmarkType", S("WebBookmarkTypeList")}})}) {

@@ -21,11 +21,17 @@ std::string readFailure(std::string_view name, const plist::ReadResult& result) 
 }
 
 IoError writeBookmarksPlist(const std::filesystem::path& path, const plist::Value& root, const WriteOptions& options) {
+    return writeBookmarksPlist(
+        path, [&](plist::Sink& sink) { return plist::writeBinary(root, sink); }, options);
+}
+
+IoError writeBookmarksPlist(const std::filesystem::path& path, const std::function<std::string(plist::Sink&)>& write,
+                            const WriteOptions& options) {
     // Serialising straight into the new file: no second copy of the whole file in memory.
     return writeFileAtomically(
         path,
         [&](plist::Sink& sink) {
-            std::string failure = plist::writeBinary(root, sink);
+            std::string failure = write(sink);
             if (!failure.empty())
                 logLine("-[BookmarksDocument dataOfType:error:]", "Error writing to file: " + failure);
             return failure;

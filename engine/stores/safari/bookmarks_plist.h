@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -23,6 +24,9 @@ std::string readFailure(std::string_view name, const plist::ReadResult& result);
 // Writes the tree over the file as a binary property list, atomically (atomic_file.h). A tree
 // that cannot be serialised is logged and leaves the file alone.
 IoError writeBookmarksPlist(const std::filesystem::path& path, const plist::Value& root,
+                            const WriteOptions& options = {});
+// The same, with `write` serialising into the new file; it answers "" or why it could not.
+IoError writeBookmarksPlist(const std::filesystem::path& path, const std::function<std::string(plist::Sink&)>& write,
                             const WriteOptions& options = {});
 
 }  // namespace orvane::safari

@@ -2,10 +2,13 @@
 
 #include <sys/stat.h>
 
+#include <future>
+
 #include "files/replace_item.h"
 #include "job/error_codes.h"
 #include "stores/initial_backup.h"
 #include "stores/safari/bookmarks_plist.h"
+#include "stores/safari/safari_edit.h"
 #include "stores/safari/safari_keys.h"
 #include "stores/safari/safari_nodes.h"
 #include "support/uuid.h"
@@ -18,32 +21,6 @@ namespace {
 constexpr std::uint32_t kNoRecord = UINT32_MAX;
 // How long a file that does not parse is watched for a save that is still being written.
 constexpr std::chrono::milliseconds kUnfinishedSaveWait{100};
-
-const plist::Value* lookup(const plist::Value& node, std::string_view key) {
-    const plist::Dictionary* dict = node.asDictionary();
-    return dict ? dict->find(key) : nullptr;
-}
-
-std::string_view stringAt(const plist::Value& node, std::string_view key, bool& found) {
-    const plist::Value* value = lookup(node, key);
-    found = value && value->isString();
-    return found ? value->asString() : std::string_view();
-}
-
-// Which of the root's entries the sort puts in order: bookmarks, and folders that are neither
-// hidden nor one of the two special folders.
-bool isSortableAtRoot(const plist::Value& entry) {
-    switch (kindOf(entry)) {
-    case NodeKind::Bookmark: return true;
-    case NodeKind::Folder: {
-        const plist::Value title = titleOf(entry);
-        const bool special = title.isString() && (title.asString() == keys::BookmarksBarTitle ||
-                                                  title.asString() == keys::BookmarksMenuTitle);
-        return !isHidden(entry) && !special;
-    }
-    default: return false;
-    }
-}
 
 // A property list the sort could read back: what load() checks, for a backup.
 StoreResult checkBookmarksPlist(const fs::path& path, const plist::ReadResult& read) {
@@ -58,8 +35,117 @@ StoreResult checkBookmarksPlist(const fs::path& path, const plist::ReadResult& r
 
 }  // namespace
 
-SafariStore::SafariStore(fs::path file, const fs::path& givenPath)
-    : file_(std::move(file)), lock_((givenPath.has_parent_path() ? givenPath.parent_path() : fs::path(".")) / "lock") {}
+// A file as the tree was made of it: its root, the node of each tree node by its record, the
+// root's entries that are not sorted, and the two special folders.
+template <class Nodes>
+struct SafariStore::Read {
+    using Node = typename Nodes::Node;
+
+    Read() = default;
+    explicit Read(Nodes nodes) : nodes(std::move(nodes)) {}
+
+    Nodes nodes;
+    Node root = Nodes::none();
+    std::vector<Node> records;
+    std::vector<Node> kept;
+    Node bar = Nodes::none(), menu = Nodes::none();
+    NodeId rootLevel = 0;  // the folder made for the root's sortable entries
+
+    NodeId addSubtree(BookmarkTree& tree, const Node& top);
+    StoreResult buildTree(BookmarkTree& tree, const fs::path& file);
+    std::vector<Node> sortedEntries(const BookmarkTree& tree) const {
+        std::vector<Node> sorted;
+        for (const NodeId id : tree[rootLevel].children) sorted.push_back(records[tree[id].record]);
+        return rootEntries(nodes, kept, sorted, bar, menu);
+    }
+};
+
+template <class Nodes>
+NodeId SafariStore::Read<Nodes>::addSubtree(BookmarkTree& tree, const Node& top) {
+    // Depth first without recursion: each node is made, then its children, which are linked to
+    // it as they are made.
+    struct Pending {
+        Node node;
+        NodeId parent;
+    };
+    std::vector<Pending> pending{{top, kNoRecord}};
+    NodeId first = 0;
+    while (!pending.empty()) {
+        const Pending item = std::move(pending.back());
+        pending.pop_back();
+        const Node& value = item.node;
+        TreeNode node;
+        node.record = static_cast<std::uint32_t>(records.size());
+        records.push_back(value);
+        node.kind = kindOf(nodes, value);
+        node.hidden = isHidden(nodes, value);
+        const Node title = titleOf(nodes, value);
+        node.hasTitle = Nodes::exists(title) && nodes.isString(title);
+        if (node.hasTitle) node.title = nodes.string(title);
+        node.newTitleIsRead = newTitleIsRead(nodes, value);
+        const Node url = nodes.find(value, keys::URLString);
+        node.hasUrl = Nodes::exists(url) && nodes.isString(url);
+        if (node.hasUrl) node.url = nodes.string(url);
+        const Node identity = nodes.find(value, keys::WebBookmarkUUID);
+        node.hasIdentity = Nodes::exists(identity) && nodes.isString(identity);
+        if (node.hasIdentity) node.identity = nodes.string(identity);
+        const Node children = nodes.find(value, keys::Children);
+        node.namesChildren = Nodes::exists(children);
+        node.hasChildList = node.namesChildren && nodes.isArray(children);
+        const NodeId id = tree.add(std::move(node));
+        if (item.parent == kNoRecord)
+            first = id;
+        else
+            tree[item.parent].children.push_back(id);
+        if (tree[id].hasChildList) {
+            const std::size_t n = nodes.count(children);
+            tree[id].children.reserve(n);
+            for (std::size_t i = n; i-- > 0;) pending.push_back({nodes.element(children, i), id});
+        }
+    }
+    return first;
+}
+
+template <class Nodes>
+StoreResult SafariStore::Read<Nodes>::buildTree(BookmarkTree& tree, const fs::path& file) {
+    tree.rules.barTitle = keys::BookmarksBarTitle;
+    const Node children = nodes.find(root, keys::Children);
+    // A root without entries has nothing to sort.
+    if (!Nodes::exists(children) || !nodes.isArray(children) || nodes.count(children) == 0) return {};
+    bar = childTitled(nodes, root, keys::BookmarksBarTitle);
+    menu = childTitled(nodes, root, keys::BookmarksMenuTitle);
+    // Without both special folders the tree cannot be put back together; nothing is touched.
+    if (!Nodes::exists(bar) || !Nodes::exists(menu))
+        return StoreResult::failed(kOVUnsupportedBookmarksFile,
+                                   file.string() + " has no Bookmarks Bar or no Bookmarks Menu");
+
+    TreeNode level;
+    level.record = kNoRecord;
+    level.kind = NodeKind::Folder;
+    level.hasTitle = level.hasIdentity = level.hasChildList = level.namesChildren = true;
+    level.title = level.identity = "";
+    rootLevel = tree.add(std::move(level));
+    for (std::size_t i = 0; i < nodes.count(children); ++i) {
+        const Node entry = nodes.element(children, i);
+        if (!isSortableAtRoot(nodes, entry)) {
+            kept.push_back(entry);
+            continue;
+        }
+        const NodeId id = addSubtree(tree, entry);
+        tree[rootLevel].children.push_back(id);
+    }
+    tree.regions.push_back({rootLevel, false, "Top Level"});
+    tree.regions.push_back({addSubtree(tree, bar), true, "Bookmarks Bar"});
+    tree.regions.push_back({addSubtree(tree, menu), false, "Bookmarks Menu"});
+    return {};
+}
+
+SafariStore::SafariStore(fs::path file, const fs::path& givenPath, bool copyThrough)
+    : file_(std::move(file)),
+      lock_((givenPath.has_parent_path() ? givenPath.parent_path() : fs::path(".")) / "lock"),
+      copyThrough_(copyThrough) {}
+
+SafariStore::~SafariStore() = default;
 
 FileHolder SafariStore::holder() {
     struct stat st;
@@ -67,95 +153,45 @@ FileHolder SafariStore::holder() {
     return {FileHolder::Writing, "Safari", lock_};
 }
 
-NodeId SafariStore::addSubtree(BookmarkTree& tree, const plist::Value& top) {
-    // Depth first without recursion: each node is made, then its children, which are linked to
-    // it as they are made.
-    struct Pending {
-        const plist::Value* node;
-        NodeId parent;
-    };
-    std::vector<Pending> pending{{&top, kNoRecord}};
-    NodeId first = 0;
-    while (!pending.empty()) {
-        const Pending item = pending.back();
-        pending.pop_back();
-        const plist::Value& value = *item.node;
-        TreeNode node;
-        node.record = static_cast<std::uint32_t>(records_.size());
-        records_.push_back(value);
-        node.kind = kindOf(value);
-        node.hidden = isHidden(value);
-        const plist::Value title = titleOf(value);
-        node.hasTitle = title.isString();
-        node.title = title.asString();
-        node.newTitleIsRead = newTitleIsRead(value);
-        node.url = stringAt(value, keys::URLString, node.hasUrl);
-        node.identity = stringAt(value, keys::WebBookmarkUUID, node.hasIdentity);
-        const plist::Value* children = lookup(value, keys::Children);
-        node.namesChildren = children != nullptr;
-        node.hasChildList = children && children->isArray();
-        const NodeId id = tree.add(std::move(node));
-        if (item.parent == kNoRecord)
-            first = id;
-        else
-            tree[item.parent].children.push_back(id);
-        if (children && children->isArray()) {
-            const auto& items = children->asArray()->items();
-            tree[id].children.reserve(items.size());
-            for (auto it = items.rbegin(); it != items.rend(); ++it) pending.push_back({&*it, id});
-        }
-    }
-    return first;
-}
-
-StoreResult SafariStore::buildTree(BookmarkTree& tree) {
-    tree.rules.barTitle = keys::BookmarksBarTitle;
-    const plist::Value* children = lookup(root_, keys::Children);
-    // A root without entries has nothing to sort.
-    if (!children || !children->isArray() || children->asArray()->empty()) return {};
-    bar_ = childTitled(root_, keys::BookmarksBarTitle);
-    menu_ = childTitled(root_, keys::BookmarksMenuTitle);
-    // Without both special folders the tree cannot be put back together; nothing is touched.
-    if (bar_.isNull() || menu_.isNull())
-        return StoreResult::failed(kOVUnsupportedBookmarksFile,
-                                   file_.string() + " has no Bookmarks Bar or no Bookmarks Menu");
-
-    TreeNode rootLevel;
-    rootLevel.record = kNoRecord;
-    rootLevel.kind = NodeKind::Folder;
-    rootLevel.hasTitle = rootLevel.hasIdentity = rootLevel.hasChildList = rootLevel.namesChildren = true;
-    rootLevel.title = rootLevel.identity = "";
-    rootLevel_ = tree.add(std::move(rootLevel));
-    for (const plist::Value& entry : children->asArray()->items()) {
-        if (!isSortableAtRoot(entry)) {
-            kept_.push_back(entry);
-            continue;
-        }
-        const NodeId id = addSubtree(tree, entry);
-        tree[rootLevel_].children.push_back(id);
-    }
-    tree.regions.push_back({rootLevel_, false, "Top Level"});
-    tree.regions.push_back({addSubtree(tree, bar_), true, "Bookmarks Bar"});
-    tree.regions.push_back({addSubtree(tree, menu_), false, "Bookmarks Menu"});
-    return {};
-}
-
 StoreResult SafariStore::load(BookmarkTree& tree) {
-    records_.clear();
-    kept_.clear();
-    root_ = bar_ = menu_ = plist::Value();
+    valueRead_.reset();
+    placeRead_.reset();
     if (IoError error = readSnapshot(file_, snapshot_); !error.ok())
         return StoreResult::failed(OVErrorCannotRead, error.message);
-    plist::ReadResult read = readBookmarksPlist(snapshot_.bytes);
     // Bytes read while another program wrote them may be half of each version.
     if (!snapshot_.settled) return StoreResult::changed();
+
+    auto inPlace = std::make_unique<Read<DocumentNodes>>(DocumentNodes(document_, &tree));
+    if (copyThrough_ && document_.open(snapshot_.bytes)) {
+        // Whether the file's scalars are all distinct is asked beside making the tree.
+        std::future<bool> distinct =
+            std::async(std::launch::async, [this] { return document_.checkScalarsDistinct(); });
+        inPlace->root = document_.root();
+        const bool isRoot = isBookmarksFileRoot(inPlace->nodes, inPlace->root);
+        const bool known = isRoot && hasKnownVersion(inPlace->nodes, inPlace->root);
+        StoreResult built = known ? inPlace->buildTree(tree, file_) : StoreResult();
+        if (distinct.get()) {
+            if (!isRoot)
+                return StoreResult::failed(OVErrorNotBookmarksFile,
+                                           file_.string() + ": not a bookmarks file (its root is not a folder)");
+            if (!known)
+                return StoreResult::failed(OVErrorUnknownVersion,
+                                           file_.string() + ": a bookmarks file of a newer version");
+            placeRead_ = std::move(inPlace);
+            return built;
+        }
+        tree = BookmarkTree();
+    }
+
+    plist::ReadResult read = readBookmarksPlist(snapshot_.bytes);
     // Bytes that do not parse may be another program's save caught half-way, about to go on.
     if (!read && changesWithin(file_, snapshot_.identity, kUnfinishedSaveWait)) return StoreResult::changed();
     // The bytes are not kept: a backup reads the file again and checks that it is the same file.
     std::vector<std::uint8_t>().swap(snapshot_.bytes);
     if (StoreResult checked = checkBookmarksPlist(file_, read); !checked.done()) return checked;
-    root_ = std::move(read.value);
-    return buildTree(tree);
+    valueRead_ = std::make_unique<Read<ValueNodes>>();
+    valueRead_->root = std::move(read.value);
+    return valueRead_->buildTree(tree, file_);
 }
 
 bool SafariStore::unchangedSinceLoad() { return identityOf(file_) == snapshot_.identity; }
@@ -164,57 +200,73 @@ StoreResult SafariStore::writeInitialBackup(const fs::path& backup, bool& made) 
     return writeFirstBackup(backup, made, [&] { return copyIfStill(file_, snapshot_.identity, backup); });
 }
 
-plist::Value SafariStore::sortedRoot(const BookmarkTree& tree) {
+namespace {
+
+// Writes the tree of a file read into values: the changes are made to the values, in place.
+std::string writeValues(const SafariStore::Read<ValueNodes>& read, const BookmarkTree& tree,
+                        const std::optional<std::string>& identity, plist::Sink& sink) {
     for (NodeId id = 0; id < tree.size(); ++id) {
         const TreeNode& node = tree[id];
         if (node.record == kNoRecord) continue;
-        const plist::Value& value = records_[node.record];
+        const plist::Value& value = read.records[node.record];
         if (node.titleChanged) setTitle(value, plist::Value::string(node.newTitle));
         if (node.childrenChanged) {
             plist::Value list = plist::Value::array(node.children.size());
-            for (const NodeId child : node.children) list.asArray()->append(records_[tree[child].record]);
+            for (const NodeId child : node.children) list.asArray()->append(read.records[tree[child].record]);
             value.asDictionary()->set(keys::Children, std::move(list));
         }
     }
-    if (tree.regions.empty()) return root_;
-
-    // The kept entries first, in their order, then the sorted root-level ones; the root's other
-    // keys keep their values and their places, so the file's layout stays.
-    plist::Value root = plist::shallowCopy(root_);
-    plist::Value children = plist::Value::array();
-    plist::Array* list = children.asArray();
-    const std::vector<NodeId>& sorted = tree[rootLevel_].children;
-    list->reserve(kept_.size() + sorted.size());
-    for (const plist::Value& entry : kept_) list->append(entry);
-    for (const NodeId id : sorted) list->append(records_[tree[id].record]);
-
-    // The special folders take the places of the entries of their titles ("Title" alone), each
-    // met before both are placed; one not met is appended.
-    bool barPlaced = false, menuPlaced = false;
-    for (std::size_t i = 0; i < list->size() && !(barPlaced && menuPlaced); ++i) {
-        const plist::Value* title = lookup((*list)[i], keys::Title);
-        if (!title || !title->isString()) continue;
-        if (title->asString() == keys::BookmarksBarTitle) {
-            list->items()[i] = bar_;
-            barPlaced = true;
-        } else if (title->asString() == keys::BookmarksMenuTitle) {
-            list->items()[i] = menu_;
-            menuPlaced = true;
-        }
+    // The root's other keys keep their values and their places, so the file's layout stays.
+    plist::Value root = tree.regions.empty() ? read.root : plist::shallowCopy(read.root);
+    if (!tree.regions.empty()) {
+        plist::Value children = plist::Value::array();
+        for (const plist::Value& entry : read.sortedEntries(tree)) children.asArray()->append(entry);
+        root.asDictionary()->set(keys::Children, std::move(children));
     }
-    if (!barPlaced) list->append(bar_);
-    if (!menuPlaced) list->append(menu_);
-    root.asDictionary()->set(keys::Children, std::move(children));
-    return root;
+    if (identity) root.asDictionary()->set(keys::WebBookmarkUUID, plist::Value::string(*identity));
+    return plist::writeBinary(root, sink);
+}
+
+}  // namespace
+
+std::string SafariStore::writeSorted(const BookmarkTree& tree, std::optional<std::string> identity, plist::Sink& sink) {
+    if (!placeRead_) return writeValues(*valueRead_, tree, identity, sink);
+    const Read<DocumentNodes>& read = *placeRead_;
+    std::optional<std::vector<plist::ObjectId>> rootList;
+    if (!tree.regions.empty()) rootList = read.sortedEntries(tree);
+    std::vector<plist::ObjectId> entries = rootList.value_or(std::vector<plist::ObjectId>());
+    std::sort(entries.begin(), entries.end());
+    if (std::adjacent_find(entries.begin(), entries.end()) == entries.end()) {
+        const SafariEdit edit(document_, tree, read.records, std::move(rootList), std::move(identity));
+        return plist::writeEdited(document_, edit, sink);
+    }
+    // A folder that takes the place of its namesake is in the root twice, and written twice,
+    // which copying cannot do: this rare file is written from values.
+    const std::vector<plist::Value> values = document_.valuesByObject(plist::readBinary(snapshot_.bytes).value);
+    Read<ValueNodes> asValues;
+    asValues.root = values[read.root];
+    for (const plist::ObjectId object : read.records) asValues.records.push_back(values[object]);
+    for (const plist::ObjectId object : read.kept) asValues.kept.push_back(values[object]);
+    asValues.bar = values[read.bar];
+    asValues.menu = values[read.menu];
+    asValues.rootLevel = read.rootLevel;
+    return writeValues(asValues, tree, identity, sink);
+}
+
+plist::Value SafariStore::sortedRoot(const BookmarkTree& tree) {
+    plist::StringSink sink;
+    writeSorted(tree, std::nullopt, sink);
+    const std::vector<std::uint8_t> bytes(sink.out.begin(), sink.out.end());
+    return plist::readBinary(bytes).value;
 }
 
 StoreResult SafariStore::save(BookmarkTree& tree, const ReplaceHooks& hooks) {
-    const plist::Value root = sortedRoot(tree);
-    root.asDictionary()->set(keys::WebBookmarkUUID, plist::Value::string(stringWithUUID()));
     WriteOptions options;
     options.onlyIfStill = snapshot_.identity;
     options.hooks = hooks;
-    const IoError written = writeBookmarksPlist(file_, root, options);
+    const std::string identity = stringWithUUID();
+    const IoError written = writeBookmarksPlist(
+        file_, [&](plist::Sink& sink) { return writeSorted(tree, identity, sink); }, options);
     if (written.targetChanged) return StoreResult::changed();
     if (!written.ok()) return StoreResult::failed(OVErrorCannotWrite, written.message);
     return {};

@@ -3,16 +3,27 @@
 // folder made for the sort), the Bookmarks Bar and the Bookmarks Menu. The root's other entries
 // (proxies, hidden folders, the two special folders, entries of unknown kind) keep their order
 // and come first; the sortable ones follow them.
+//
+// A binary file that is plain (plist/binary_document.h), as Safari writes them, is read where it
+// lies and written again by copying what the sort did not change; any other file is read into
+// values and written from them. Both ways give the same bytes.
 #pragma once
 
 #include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "files/atomic_file.h"
+#include "plist/binary_document.h"
 #include "plist/value.h"
 #include "stores/bookmark_store.h"
 
 namespace orvane::safari {
+
+struct ValueNodes;
+struct DocumentNodes;
 
 // Where Safari keeps its bookmarks unless the user says otherwise.
 inline constexpr std::string_view kDefaultBookmarksFile = "~/Library/Safari/Bookmarks.plist";
@@ -21,7 +32,9 @@ class SafariStore final : public BookmarkStore {
 public:
     // `file` is the bookmarks file with its links resolved; Safari's lock item lies beside
     // `givenPath`, the path as the user named it.
-    SafariStore(std::filesystem::path file, const std::filesystem::path& givenPath);
+    // `copyThrough` false reads and writes every file through values, as a reference for tests.
+    SafariStore(std::filesystem::path file, const std::filesystem::path& givenPath, bool copyThrough = true);
+    ~SafariStore() override;
 
     std::string_view browserName() const override { return "Safari"; }
     // Safari's "lock" item (a file or a folder) beside the bookmarks file, while it writes.
@@ -37,17 +50,23 @@ public:
     // The root as it will be written, for tests: the loaded one with the tree's changes.
     plist::Value sortedRoot(const BookmarkTree& tree);
 
-private:
-    NodeId addSubtree(BookmarkTree& tree, const plist::Value& node);
-    StoreResult buildTree(BookmarkTree& tree);
+    // Whether the last load read the file where it lies; false when it was read into values.
+    bool readInPlace() const { return placeRead_ != nullptr; }
+    // What save() writes, with `identity` as the root's new "WebBookmarkUUID" if given: for tests.
+    // "" or why it could not.
+    std::string writeSorted(const BookmarkTree& tree, std::optional<std::string> identity, plist::Sink& sink);
 
+    // A file as the tree was made of it (safari_store.cpp).
+    template <class Nodes>
+    struct Read;
+
+private:
     std::filesystem::path file_, lock_;
+    bool copyThrough_;
     FileSnapshot snapshot_;
-    plist::Value root_;
-    std::vector<plist::Value> records_;  // the plist node of each tree node, by its record
-    std::vector<plist::Value> kept_;     // the root's entries that are not sorted, in order
-    NodeId rootLevel_ = 0;               // the folder made for the root's sortable entries
-    plist::Value bar_, menu_;
+    plist::BinaryDocument document_;                  // snapshot_.bytes, when they are plain
+    std::unique_ptr<Read<ValueNodes>> valueRead_;     // a file read into values...
+    std::unique_ptr<Read<DocumentNodes>> placeRead_;  // ...or where it lies, in document_
 };
 
 }  // namespace orvane::safari
