@@ -3,15 +3,17 @@
 #include <QFileInfo>
 
 #include "alert_sheet.h"
-#include "files/application_folder.h"
 #include "files/paths.h"
 #include "platform.h"
 #include "settings.h"
+#include "stores/bookmark_store.h"
 #include "stores/safari/safari_store.h"
 
 namespace orvane {
 
-QString initialBackupPath() { return QString::fromStdString(initialBackupFilename().string()); }
+QString initialBackupPathFor(const QString& bookmarksFile) {
+    return QString::fromStdString(defaultBackupFor(bookmarksFile.toStdString()).string());
+}
 
 BookmarksFileLocator::BookmarksFileLocator(AlertSheet& alerts, FileChooser& files, QWidget& window)
     : alerts_(alerts), files_(files), window_(window) {}

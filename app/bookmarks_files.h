@@ -1,5 +1,5 @@
-// The two files the commands work on: Safari's bookmarks file, which the user is asked to find
-// when it is not where the settings say, and the initial backup in the application folder.
+// The two files the commands work on: the bookmarks file, which the user is asked to find when it
+// is not where the settings say, and its initial backup in the application folder.
 #pragma once
 
 #include <QCoreApplication>
@@ -13,9 +13,10 @@ namespace orvane {
 class AlertSheet;
 class FileChooser;
 
-// "Bookmarks (Initial Copy).plist" in the application folder: what a sort backs the file up to
-// once, and what a restore puts back.
-QString initialBackupPath();
+// What a sort backs `bookmarksFile` up to once, and what a restore puts back: for Safari's file
+// "Bookmarks (Initial Copy).plist" in the application folder, for a browser profile a file of its
+// own, so that two profiles never share one backup.
+QString initialBackupPathFor(const QString& bookmarksFile);
 
 class BookmarksFileLocator {
     // The texts stay in the context under which the catalogues have always translated them.

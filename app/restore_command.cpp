@@ -9,6 +9,7 @@
 #include "busy_count.h"
 #include "job/sort_job.h"
 #include "platform.h"
+#include "settings.h"
 
 namespace orvane {
 namespace {
@@ -19,7 +20,9 @@ RestoreCommand::RestoreCommand(AlertPresenter& presenter, AlertSheet& alerts, Bo
                                BusyCount& busy)
     : presenter_(presenter), alerts_(alerts), locator_(locator), busy_(busy) {}
 
-bool RestoreCommand::canRestoreInitialBackup() const { return QFileInfo::exists(initialBackupPath()); }
+bool RestoreCommand::canRestoreInitialBackup() const {
+    return QFileInfo::exists(initialBackupPathFor(Settings::bookmarksFilename()));
+}
 
 void RestoreCommand::menuNeedsUpdate(QMenu* menu) const {
     for (QAction* item : menu->actions())
@@ -41,7 +44,7 @@ void RestoreCommand::restoreInitialBackup() {
     // A restore has no sort options: the backup goes back as it was written.
     JobRequest request;
     request.bookmarksFile = file->toStdString();
-    request.backupFile = initialBackupPath().toStdString();
+    request.backupFile = initialBackupPathFor(*file).toStdString();
     const QString title = tr("Restoring the initial backup of your bookmarks.");
     if (orvane::restoreInitialBackup(request).code == OVErrorSuccess)
         alerts_.show(title, tr("The initial backup of your bookmarks have now been restored."));

@@ -46,7 +46,7 @@ bool SortCommand::sortBookmarks() {
     BusyCount::Scope busy(busy_);
     const std::optional<QString> file = locator_.filenameToUse();
     if (!file) return false;
-    const JobRequest request(file->toStdString(), initialBackupPath().toStdString(), Settings::sortOptions());
+    const JobRequest request(file->toStdString(), initialBackupPathFor(*file).toStdString(), Settings::sortOptions());
     std::uint32_t code;
     {
         WindowLock lock(window_);
@@ -65,7 +65,7 @@ void SortCommand::showResult(AlertSheet& alerts, std::uint32_t code) {
     case OVErrorSuccess: title = tr("The bookmarks are now sorted"); break;
     case OVErrorFileNotFound:
     case OVErrorNotBookmarksFile: Settings::setBookmarksFilename(QString()); break;
-    case OVErrorCannotWriteBackup: filename = initialBackupPath(); break;
+    case OVErrorCannotWriteBackup: filename = initialBackupPathFor(filename); break;
     default: break;
     }
     QString message;

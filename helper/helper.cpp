@@ -14,6 +14,7 @@
 #include "job/messages.h"
 #include "job/sort_job.h"
 #include "settings.h"
+#include "stores/bookmark_store.h"
 #include "support/log.h"
 
 namespace orvane {
@@ -53,13 +54,17 @@ bool isServiceUnreachable(const QDBusError& error) {
            error.name().startsWith(QLatin1StringView("org.freedesktop.DBus.Error.Spawn."));
 }
 
-std::uint32_t runSortJobFromSettings() {
-    // The folder Orvane last told us of; the same one it would compute, unless it never ran.
+std::filesystem::path initialBackupFromSettings(const std::filesystem::path& bookmarksFile) {
+    // In the folder Orvane last told us of; the same one it would compute, unless it never ran.
+    const std::filesystem::path backup = defaultBackupFor(bookmarksFile);
     const QString folder = Settings::applicationFolder();
-    const JobRequest request(expandTilde(Settings::bookmarksFilename().toStdString()),
-                             folder.isEmpty() ? initialBackupFilename() : initialBackupFilename(folder.toStdString()),
-                             Settings::sortOptions());
-    return sortBookmarks(request).code;
+    if (folder.isEmpty()) return backup;
+    return std::filesystem::path(folder.toStdString()) / backup.lexically_relative(applicationFolder());
+}
+
+std::uint32_t runSortJobFromSettings() {
+    const std::filesystem::path file = expandTilde(Settings::bookmarksFilename().toStdString());
+    return sortBookmarks(JobRequest(file, initialBackupFromSettings(file), Settings::sortOptions())).code;
 }
 
 Helper::Helper(QDBusConnection bus, QObject* parent)

@@ -8,6 +8,7 @@
 #include <QObject>
 #include <QTimer>
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <memory>
 
@@ -21,6 +22,9 @@ namespace orvane {
 // True when the error means that nobody offers the sort service and the bus cannot start it,
 // as opposed to a service that was reached and failed.
 bool isServiceUnreachable(const QDBusError& error);
+
+// The initial backup of the bookmarks file in the application folder that Orvane's settings name.
+std::filesystem::path initialBackupFromSettings(const std::filesystem::path& bookmarksFile);
 
 // The sort job as orvane-helper runs it when Orvane cannot: the file, options and application
 // folder from Orvane's settings, the initial backup always on. Answers the job's code.

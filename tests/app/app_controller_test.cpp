@@ -66,6 +66,7 @@ private slots:
     void helperLoginItemFailuresOnlyLog();
     void restoreAsksFirstAndFollowsTheBackup();
     void restoreRefusesABackupThatHoldsNoBookmarks();
+    void eachProfileHasABackupOfItsOwn();
     void sortButtonRetitlesAfterItsAnimation();
     void serviceRequestsWaitUntilTheControllerIsIdle();
     void serviceCallTimeWindow();
@@ -107,8 +108,8 @@ void AppControllerTest::resultAlertsByCode() {
         QString title, message;
         bool clearsName;
     };
-    // The initial copy in the application folder, whichever bookmarks file is meant.
-    const QString backup = initialBackupPath();
+    // Safari's initial copy in the application folder.
+    const QString backup = initialBackupPathFor(stored);
     QCOMPARE(backup, home.path(".local/share/Orvane/Bookmarks (Initial Copy).plist"));
     const QList<Case> cases = {
         {0, kSorted, "The bookmarks file was opened, sorted and saved.", false},
@@ -408,7 +409,7 @@ void AppControllerTest::restoreRefusesABackupThatHoldsNoBookmarks() {
         const QString file = rig.home.putSampleBookmarks();
         const QByteArray original = contents(file);
         QDir().mkpath(rig.home.path(".local/share/Orvane"));
-        putBackup(initialBackupPath());
+        putBackup(initialBackupPathFor(file));
         rig.alerts.confirm = true;
         // The menu offers it: something is there.
         rig.controller->restoreCommand().menuNeedsUpdate(rig.controller->window()->findChild<QMenu*>("fileMenu"));
@@ -421,8 +422,41 @@ void AppControllerTest::restoreRefusesABackupThatHoldsNoBookmarks() {
                  "have read and write privilages for the file “" +
                      file + ".”");
         // The refused backup stays where it was, for the user to look at.
-        QVERIFY2(QFileInfo::exists(initialBackupPath()), name);
+        QVERIFY2(QFileInfo::exists(initialBackupPathFor(file)), name);
     }
+}
+
+void AppControllerTest::eachProfileHasABackupOfItsOwn() {
+    ControllerRig rig;
+    AppDelegate& c = *rig.controller;
+    const QString safari = rig.home.putSampleBookmarks();
+    const QString work = rig.home.putChromiumProfile("google-chrome", "Profile 1", "Work");
+    const QString original = QString::fromUtf8(contents(work));
+    Settings::setBookmarksFilename(work);
+    c.sortBookmarks();
+    QCOMPARE(titles(rig.alerts.shown), QStringList{kSorted});
+    QVERIFY(contents(work) != original.toUtf8());
+    const QString backup = initialBackupPathFor(work);
+    QCOMPARE(QFileInfo(backup).path(), rig.home.path(".local/share/Orvane/Initial Copies"));
+    QCOMPARE(contents(backup), original.toUtf8());
+    QVERIFY(!QFileInfo::exists(initialBackupPathFor(safari)));
+
+    // The menu offers the chosen file's backup only.
+    QMenu* fileMenu = c.window()->findChild<QMenu*>("fileMenu");
+    c.restoreCommand().menuNeedsUpdate(fileMenu);
+    QVERIFY(restoreMenuItem(c)->isEnabled());
+    Settings::setBookmarksFilename(safari);
+    c.restoreCommand().menuNeedsUpdate(fileMenu);
+    QVERIFY(!restoreMenuItem(c)->isEnabled());
+
+    Settings::setBookmarksFilename(work);
+    rig.alerts.confirm = true;
+    rig.alerts.shown.clear();
+    c.restoreCommand().restoreInitialBackup();
+    QCOMPARE(rig.alerts.shown[0].message,
+             QStringLiteral("The initial backup of your bookmarks have now been restored."));
+    QCOMPARE(contents(work), original.toUtf8());
+    QVERIFY(!QFileInfo::exists(backup));
 }
 
 void AppControllerTest::sortButtonRetitlesAfterItsAnimation() {

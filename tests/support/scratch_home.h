@@ -4,6 +4,7 @@
 
 #include <QByteArray>
 #include <QList>
+#include <QMap>
 #include <QString>
 #include <QTemporaryDir>
 #include <utility>
@@ -22,6 +23,13 @@ public:
     QString putSampleBookmarks();
     // A stand-in for Safari's bundle with that version, named by ORVANE_SAFARI_APP.
     void putSafari(const char* version);
+    // A profile of a browser of Chromium's family ("chromium", "google-chrome") in its
+    // configuration folder, named in "Local State", holding an unsorted Bookmarks file that the
+    // browser wrote; answers that file.
+    QString putChromiumProfile(const QString& configFolder, const QString& folder, const QString& name);
+    // A Firefox profile listed in profiles.ini (the default one when `isDefault`), whose
+    // places.sqlite is only a database's header; answers that file.
+    QString putFirefoxProfile(const QString& name, bool isDefault);
     // A copy of the sample file renamed over `path`, as a browser saves.
     static void saveSampleOver(const QString& path);
     QString settingsText() const;
@@ -29,10 +37,14 @@ public:
 private:
     QTemporaryDir dir_;
     QList<std::pair<const char*, QByteArray>> saved_;
+    QMap<QString, QList<std::pair<QString, QString>>> chromiumNames_;  // folder and name, by browser
+    int firefoxProfiles_ = 0;
 };
 
 // The path of the sample bookmarks file in the source tree.
 QString sampleBookmarks();
+// An unsorted Bookmarks file as Chromium writes it, in the source tree.
+QString sampleChromiumBookmarks();
 QByteArray contents(const QString& path);
 
 }  // namespace orvane::test
