@@ -61,6 +61,8 @@ void AppDelegate::applicationDidFinishLaunching() {
 }
 
 void AppDelegate::initialLaunchCheck() {
+    // A browser profile has nothing to do with Safari, whose version then does not matter.
+    if (!isSafariFile(Settings::bookmarksFilename())) return;
     if (!safariBug_isSafariOutdated(safari_)) return;
     alerts_.show(
         tr("Please update Safari"),

@@ -29,6 +29,7 @@ public:
     WindowBinding& windowBinding() { return binding_; }
     AutoSortControl& autoSortControl() { return autoSort_; }
     RestoreCommand& restoreCommand() { return restore_; }
+    AlertSheet& alertSheet() { return alerts_; }
 
     // Start-up, in its fixed order: the helper is asked to quit, the application folder stored for
     // it and the sort service offered before the window shows; then the Safari check and the

@@ -18,6 +18,16 @@ class FileChooser;
 // own, so that two profiles never share one backup.
 QString initialBackupPathFor(const QString& bookmarksFile);
 
+// The browser whose bookmarks `bookmarksFile` holds, as people know it: "Google Chrome", "Firefox"
+// for a browser profile's file (also one that is gone, told by where it was), "Safari" for every
+// other file and for none at all, since the user is then asked for Safari's.
+QString browserNameFor(const QString& bookmarksFile);
+// Whether the file is Safari's, so that Safari's own checks concern it.
+bool isSafariFile(const QString& bookmarksFile);
+
+// The name filter of the open panel for any browser's bookmarks file.
+QString bookmarksFilesFilter();
+
 class BookmarksFileLocator {
     // The texts stay in the context under which the catalogues have always translated them.
     Q_DECLARE_TR_FUNCTIONS(orvane::AppDelegate)
@@ -27,6 +37,8 @@ public:
     // The stored file when something exists at its path, else the one the user picks (which is
     // stored); nothing when they cancel.
     std::optional<QString> filenameToUse();
+    // The open panel alone, in `startFolder`, for any browser's file; nothing when cancelled.
+    std::optional<QString> chooseFile(const QString& startFolder);
 
 private:
     AlertSheet& alerts_;

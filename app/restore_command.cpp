@@ -31,12 +31,20 @@ void RestoreCommand::menuNeedsUpdate(QMenu* menu) const {
 
 void RestoreCommand::restoreInitialBackup() {
     BusyCount::Scope busy(busy_);
+    const QString browser = browserNameFor(Settings::bookmarksFilename());
+    const QString message =
+        browser == QLatin1StringView("Safari")
+            ? tr("This action will restore Safari’s bookmarks as they were before running this program for the first "
+                 "time.\n\nPlease note that this action will also remove and/or restore any bookmarks that you may "
+                 "have added or removed since initially running this program.\n\nWould you like to restore your "
+                 "initial backup?")
+            : tr("This action will restore %1’s bookmarks as they were before running this program for the first "
+                 "time.\n\nPlease note that this action will also remove and/or restore any bookmarks that you may "
+                 "have added or removed since initially running this program.\n\nWould you like to restore your "
+                 "initial backup?")
+                  .arg(browser);
     const bool confirmed = presenter_.confirmCritical(
-        tr("You are about to restore the initial backup of your bookmarks"),
-        tr("This action will restore Safari’s bookmarks as they were before running this program for the first "
-           "time.\n\nPlease note that this action will also remove and/or restore any bookmarks that you may have "
-           "added or removed since initially running this program.\n\nWould you like to restore your initial backup?"),
-        tr("Cancel"), tr("OK"));
+        tr("You are about to restore the initial backup of your bookmarks"), message, tr("Cancel"), tr("OK"));
     if (!confirmed) return;
     const std::optional<QString> file = locator_.filenameToUse();
     if (!file) return;

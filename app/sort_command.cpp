@@ -47,33 +47,52 @@ bool SortCommand::sortBookmarks() {
     const std::optional<QString> file = locator_.filenameToUse();
     if (!file) return false;
     const JobRequest request(file->toStdString(), initialBackupPathFor(*file).toStdString(), Settings::sortOptions());
-    std::uint32_t code;
+    JobResult result;
     {
         WindowLock lock(window_);
-        code = orvane::sortBookmarks(request).code;
+        result = orvane::sortBookmarks(request);
     }
-    if (code == OVErrorSuccess) safariBug_refreshSafari(safari_);
+    const std::uint32_t code = result.code;
+    // Safari's workarounds concern Safari's file only.
+    if (code == OVErrorSuccess && isSafariFile(*file)) safariBug_refreshSafari(safari_);
     const bool serviceCall = autoSort_.wasServiceCall();
-    if (code != OVErrorSuccess || (!serviceCall && !Settings::autoSortMode())) showResult(alerts_, code);
+    if (code != OVErrorSuccess || (!serviceCall && !Settings::autoSortMode()))
+        showResult(alerts_, code, *file, QString::fromStdString(result.browser));
     return serviceCall || (code == OVErrorSuccess && Settings::autoSortMode());
 }
 
-void SortCommand::showResult(AlertSheet& alerts, std::uint32_t code) {
+void SortCommand::showResult(AlertSheet& alerts, std::uint32_t code, const std::optional<QString>& file,
+                             const QString& browser) {
+    const QString stored = Settings::bookmarksFilename();
+    const QString sorted = file.value_or(stored);
+    // Who held the file is the job's to say; whose file it is, the file's.
+    const QString whose = code == OVErrorFileBusy && !browser.isEmpty() ? browser : browserNameFor(sorted);
+    const bool safari = whose == QLatin1StringView("Safari");
     QString title = tr("The bookmarks could not be sorted");
-    QString filename = Settings::bookmarksFilename();
+    QString filename = sorted;
     switch (code) {
     case OVErrorSuccess: title = tr("The bookmarks are now sorted"); break;
     case OVErrorFileNotFound:
-    case OVErrorNotBookmarksFile: Settings::setBookmarksFilename(QString()); break;
-    case OVErrorCannotWriteBackup: filename = initialBackupPathFor(filename); break;
+    case OVErrorNotBookmarksFile:
+        // Unless another file was chosen meanwhile, which stays chosen.
+        if (stored == sorted) Settings::setBookmarksFilename(QString());
+        break;
+    case OVErrorCannotWriteBackup: filename = initialBackupPathFor(sorted); break;
     default: break;
     }
     QString message;
     if (code == kOVUnsupportedBookmarksFile)
         message = tr("The bookmarks file “%@” has no Bookmarks Bar or no Bookmarks Menu, so it was left as it was.")
                       .replace(QLatin1StringView("%@"), filename);
+    else if (code == kOVSyncedBookmarks)
+        message = tr("%1 syncs these bookmarks with your account: sync would undo a sort made outside it and bring "
+                     "removed bookmarks back, so the bookmarks file “%2” was left as it was.")
+                      .arg(whose, filename);
+    else if (code == OVErrorNotBookmarksFile && !safari)
+        message = tr("The file “%1” is not a bookmarks file. Please locate and select %2’s bookmarks file.")
+                      .arg(filename, whose);
     else
-        message = QString::fromStdString(messageForUser(code, filename.toStdString()));
+        message = QString::fromStdString(messageForUser(code, filename.toStdString(), whose.toStdString()));
     alerts.show(title, message);
 }
 

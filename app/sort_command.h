@@ -4,7 +4,9 @@
 #pragma once
 
 #include <QCoreApplication>
+#include <QString>
 #include <cstdint>
+#include <optional>
 
 namespace orvane {
 
@@ -26,9 +28,12 @@ public:
     // cancels locating the file.
     bool sortBookmarks();
 
-    // The alert for a sort job's code, also shown for the codes the helper reports. Codes 1 and 3
+    // The alert for a sort job's code on `file`, also shown for the codes the helper reports about
+    // the stored file (the default). A browser profile's alerts name its browser (`browser`, when
+    // the job knows who held the file, else the file's), where Safari's name Safari. Codes 1 and 3
     // clear the stored file name, so that the next Sort asks for the file.
-    static void showResult(AlertSheet& alerts, std::uint32_t code);
+    static void showResult(AlertSheet& alerts, std::uint32_t code, const std::optional<QString>& file = std::nullopt,
+                           const QString& browser = {});
 
 private:
     AlertSheet& alerts_;

@@ -102,6 +102,10 @@ Ein Neustart des Computers behebt den Fehler hoffentlich.</translation>
         <source>No Name</source>
         <translation>Ohne Namen</translation>
     </message>
+    <message>
+        <source>%@ is currently using the bookmarks file, please quit it before sorting.</source>
+        <translation>%@ verwendet gerade die Lesezeichendatei, bitte beenden Sie das Programm vor dem Sortieren.</translation>
+    </message>
 </context>
 <context>
     <name>MainWindow</name>
@@ -294,6 +298,42 @@ Thank you!</source>
 Bitte aktualisieren Sie Safari, indem Sie „Softwareaktualisierung...“ im Menü „Apple“ () wählen (die Aktualisierung ist kostenlos und macht Ihr Surfen angenehmer.)
 
 Vielen Dank!</translation>
+    </message>
+    <message>
+        <source>Bookmarks files (*.plist Bookmarks places.sqlite)</source>
+        <translation>Lesezeichendateien (*.plist Bookmarks places.sqlite)</translation>
+    </message>
+    <message>
+        <source>All files (*)</source>
+        <translation>Alle Dateien (*)</translation>
+    </message>
+    <message>
+        <source>The bookmarks file is not located in its usual place.
+
+Please locate and select %@’s bookmarks file in the next dialog (it’s usually named: %@.)</source>
+        <translation>Die Lesezeichendatei befindet sich nicht an ihrem üblichen Ort.
+
+Bitte suchen und wählen Sie im nächsten Dialog die Lesezeichendatei von %@ (sie heißt meist: %@.)</translation>
+    </message>
+    <message>
+        <source>This action will restore %1’s bookmarks as they were before running this program for the first time.
+
+Please note that this action will also remove and/or restore any bookmarks that you may have added or removed since initially running this program.
+
+Would you like to restore your initial backup?</source>
+        <translation>Dieser Vorgang stellt die Lesezeichen von %1 so wieder her, wie sie vor dem ersten Start dieses Programms waren.
+
+Bitte beachten Sie, dass dabei auch alle Lesezeichen entfernt oder wiederhergestellt werden, die Sie seit dem ersten Start dieses Programms hinzugefügt oder entfernt haben.
+
+Möchten Sie Ihre erste Sicherungskopie wiederherstellen?</translation>
+    </message>
+    <message>
+        <source>%1 syncs these bookmarks with your account: sync would undo a sort made outside it and bring removed bookmarks back, so the bookmarks file “%2” was left as it was.</source>
+        <translation>%1 synchronisiert diese Lesezeichen mit Ihrem Konto: Die Synchronisierung würde eine außerhalb des Browsers vorgenommene Sortierung rückgängig machen und entfernte Lesezeichen zurückbringen, deshalb wurde die Lesezeichendatei „%2“ nicht verändert.</translation>
+    </message>
+    <message>
+        <source>The file “%1” is not a bookmarks file. Please locate and select %2’s bookmarks file.</source>
+        <translation>Die Datei „%1“ ist keine Lesezeichendatei. Bitte suchen und wählen Sie die Lesezeichendatei von %2.</translation>
     </message>
 </context>
 </TS>

@@ -67,6 +67,7 @@ private slots:
     void restoreAsksFirstAndFollowsTheBackup();
     void restoreRefusesABackupThatHoldsNoBookmarks();
     void eachProfileHasABackupOfItsOwn();
+    void aBrowserProfileIsNotSafari();
     void sortButtonRetitlesAfterItsAnimation();
     void serviceRequestsWaitUntilTheControllerIsIdle();
     void serviceCallTimeWindow();
@@ -457,6 +458,82 @@ void AppControllerTest::eachProfileHasABackupOfItsOwn() {
              QStringLiteral("The initial backup of your bookmarks have now been restored."));
     QCOMPARE(contents(work), original.toUtf8());
     QVERIFY(!QFileInfo::exists(backup));
+}
+
+void AppControllerTest::aBrowserProfileIsNotSafari() {
+    // A launch with a profile chosen shows no Safari alert, even with no Safari at all.
+    for (const bool firefox : {true, false}) {
+        ControllerRig rig;
+        rig.safari.version = std::nullopt;
+        Settings::setBookmarksFilename(firefox ? rig.home.putFirefoxProfile("default-release", true)
+                                               : rig.home.putChromiumProfile("chromium", "Default", "Person 1"));
+        rig.controller->applicationDidFinishLaunching();
+        QVERIFY(rig.alerts.shown.isEmpty());
+    }
+
+    // Its sort leaves a running, outdated Safari alone; Safari's file still has it refreshed.
+    ControllerRig rig;
+    AppDelegate& c = *rig.controller;
+    rig.safari.version = QStringLiteral("5.0");
+    rig.safari.preferences = rig.home.path("none.plist");
+    rig.safari.running = {{"com.apple.Safari", 11}};
+    const QString safari = rig.home.putSampleBookmarks();
+    const QString work = rig.home.putChromiumProfile("google-chrome", "Profile 1", "Work");
+    Settings::setBookmarksFilename(work);
+    c.sortBookmarks();
+    QCOMPARE(titles(rig.alerts.shown), QStringList{kSorted});
+    QVERIFY(rig.safari.askedFor.isEmpty());
+    Settings::setBookmarksFilename(safari);
+    c.sortBookmarks();
+    QCOMPARE(rig.safari.askedFor, QStringList{"com.apple.Safari"});
+    QVERIFY(rig.safari.events.contains("activate com.apple.Safari"));
+
+    // Held by its browser, the profile is left alone and the alert names the browser.
+    rig.home.putChromiumProfile("google-chrome", "Profile 1", "Work");
+    const QByteArray unsorted = contents(work);
+    FakeBrowser chrome(rig.home.path(".config/google-chrome"));
+    QVERIFY(chrome.start());
+    Settings::setBookmarksFilename(work);
+    rig.alerts.shown.clear();
+    c.sortBookmarks();
+    QCOMPARE(titles(rig.alerts.shown), QStringList{kSortFailed});
+    QCOMPARE(rig.alerts.shown[0].message,
+             QStringLiteral("Google Chrome is currently using the bookmarks file, please quit it before sorting."));
+    QCOMPARE(contents(work), unsorted);
+    chrome.quit();
+
+    // Its other alerts name it where Safari's name Safari.
+    rig.alerts.confirm = false;
+    c.restoreCommand().restoreInitialBackup();
+    QVERIFY(rig.alerts.confirmations[0].message.startsWith(
+        "This action will restore Google Chrome’s bookmarks as they were before running this program for the first "
+        "time.\n\nPlease note"));
+    rig.alerts.shown.clear();
+    SortCommand::showResult(c.alertSheet(), kOVSyncedBookmarks);
+    QCOMPARE(rig.alerts.shown[0].message,
+             "Google Chrome syncs these bookmarks with your account: sync would undo a sort made outside it and bring "
+             "removed bookmarks back, so the bookmarks file “" +
+                 work + "” was left as it was.");
+    SortCommand::showResult(c.alertSheet(), OVErrorNotBookmarksFile);
+    QCOMPARE(rig.alerts.shown[1].message, "The file “" + work +
+                                              "” is not a bookmarks file. Please locate and select Google Chrome’s "
+                                              "bookmarks file.");
+    QCOMPARE(Settings::bookmarksFilename(), QString());
+
+    // A profile that went away: the locate alert names the browser and its file's name, and the
+    // panel starts as near the profile as it can.
+    Settings::setBookmarksFilename(work);
+    QFile::remove(work);
+    rig.alerts.shown.clear();
+    rig.files.asked.clear();
+    c.sortBookmarks();
+    QCOMPARE(titles(rig.alerts.shown), QStringList{"Cannot locate the bookmarks file"});
+    QCOMPARE(rig.alerts.shown[0].message,
+             QStringLiteral("The bookmarks file is not located in its usual place.\n\nPlease locate and select Google "
+                            "Chrome’s bookmarks file in the next dialog (it’s usually named: Bookmarks.)"));
+    QCOMPARE(rig.files.asked,
+             (QList<QStringList>{{rig.home.path(".config/google-chrome/Profile 1"),
+                                  "Bookmarks files (*.plist Bookmarks places.sqlite);;All files (*)"}}));
 }
 
 void AppControllerTest::sortButtonRetitlesAfterItsAnimation() {

@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <QSettings>
+#include <QSysInfo>
 #include <cstdio>
 
 #include "test_support.h"
@@ -82,6 +83,34 @@ QString ScratchHome::putFirefoxProfile(const QString& name, bool isDefault) {
 QString ScratchHome::settingsText() const {
     QFile file(path(".config/Marrowfen/Orvane.conf"));
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+FakeBrowser::FakeBrowser(QString userDataFolder) : folder_(std::move(userDataFolder)) {}
+
+FakeBrowser::~FakeBrowser() { quit(); }
+
+bool FakeBrowser::start() {
+    // "HOSTNAME-PID", the shell's own number being the process's.
+    process_.start(QStringLiteral("sh"),
+                   {QStringLiteral("-c"),
+                    QStringLiteral("exec 3<\"$1/Local State\" && ln -s \"$2-$$\" \"$1/SingletonLock\" && echo held && "
+                                   "read line; rm -f \"$1/SingletonLock\""),
+                    QStringLiteral("fake-browser"), folder_, QSysInfo::machineHostName()});
+    if (!process_.waitForStarted(5000)) return false;
+    while (!process_.canReadLine())
+        if (!process_.waitForReadyRead(5000)) return false;
+    return process_.readLine().trimmed() == "held";
+}
+
+void FakeBrowser::quit() {
+    if (process_.state() == QProcess::NotRunning) return;
+    process_.closeWriteChannel();
+    process_.waitForFinished(5000);
+}
+
+void FakeBrowser::kill() {
+    process_.kill();
+    process_.waitForFinished(5000);
 }
 
 QString sampleBookmarks() { return QStringLiteral(ORVANE_SOURCE_DIR "/examples/Bookmarks.plist"); }

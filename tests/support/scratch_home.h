@@ -5,6 +5,7 @@
 #include <QByteArray>
 #include <QList>
 #include <QMap>
+#include <QProcess>
 #include <QString>
 #include <QTemporaryDir>
 #include <utility>
@@ -39,6 +40,27 @@ private:
     QList<std::pair<const char*, QByteArray>> saved_;
     QMap<QString, QList<std::pair<QString, QString>>> chromiumNames_;  // folder and name, by browser
     int firefoxProfiles_ = 0;
+};
+
+// A stand-in for a browser of Chromium's family that holds a profile as the browser does: a live
+// process that keeps a file of the user-data folder open and points the folder's "SingletonLock"
+// at itself. Asked to quit, it removes the lock and exits; killed, it leaves the lock behind.
+class FakeBrowser {
+public:
+    // Holds the user-data folder (the one with "Local State") once start() has answered true.
+    explicit FakeBrowser(QString userDataFolder);
+    ~FakeBrowser();
+    FakeBrowser(const FakeBrowser&) = delete;
+    FakeBrowser& operator=(const FakeBrowser&) = delete;
+    bool start();
+    void quit();
+    void kill();
+    qint64 processId() const { return process_.processId(); }
+    QString lock() const { return folder_ + QStringLiteral("/SingletonLock"); }
+
+private:
+    QString folder_;
+    QProcess process_;
 };
 
 // The path of the sample bookmarks file in the source tree.
