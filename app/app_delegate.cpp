@@ -25,6 +25,7 @@ AppDelegate::AppDelegate(Platform platform, QObject* parent)
       binding_(platform.workspace),
       alerts_(platform.alerts, binding_.window(), busy_),
       locator_(alerts_, platform.files, binding_.window()),
+      chooser_(*binding_.window().ui().bookmarksChooser, locator_),
       autoSort_(platform.workspace, platform.updater, platform.clock, alerts_, binding_),
       sort_(alerts_, locator_, platform.safari, binding_, autoSort_, busy_),
       restore_(platform.alerts, alerts_, locator_, busy_) {
@@ -53,6 +54,8 @@ void AppDelegate::applicationDidFinishLaunching() {
     autoSort_.stopHelperApplication();
     Settings::setApplicationFolder(QString::fromStdString(applicationFolder().string()));
     services_.provideServices(*this);
+    // The file is chosen before Safari's check, which concerns Safari's file only.
+    chooser_.refresh();
     binding_.openWindow();
     initialLaunchCheck();
     binding_.sortBookmarksButton()->setEnabled(true);

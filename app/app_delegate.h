@@ -8,6 +8,7 @@
 
 #include "alert_sheet.h"
 #include "auto_sort_control.h"
+#include "bookmarks_chooser.h"
 #include "bookmarks_files.h"
 #include "busy_count.h"
 #include "platform.h"
@@ -30,10 +31,12 @@ public:
     AutoSortControl& autoSortControl() { return autoSort_; }
     RestoreCommand& restoreCommand() { return restore_; }
     AlertSheet& alertSheet() { return alerts_; }
+    BookmarksChooser& bookmarksChooser() { return chooser_; }
 
     // Start-up, in its fixed order: the helper is asked to quit, the application folder stored for
-    // it and the sort service offered before the window shows; then the Safari check and the
-    // helper's report, each of which may show an alert.
+    // it and the sort service offered before the window shows with the bookmarks files found; then
+    // the Safari check (for Safari's file only) and the helper's report, each of which may show an
+    // alert.
     void applicationDidFinishLaunching();
     // At every launch: a missing or outdated Safari is asked to be updated.
     void initialLaunchCheck();
@@ -70,6 +73,7 @@ private:
     WindowBinding binding_;
     AlertSheet alerts_;
     BookmarksFileLocator locator_;
+    BookmarksChooser chooser_;
     AutoSortControl autoSort_;
     SortCommand sort_;
     RestoreCommand restore_;

@@ -15,7 +15,7 @@ packages=(cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libplis
   qt6-base-dev qt6-tools-dev qt6-l10n-tools qt6-tools-dev-tools dbus xvfb xauth desktop-file-utils appstream)
 case "${1:-}" in
   --fuzz) packages+=(clang libclang-rt-dev) ;;
-  --screenshot) packages+=(imagemagick openbox x11-utils) ;;
+  --screenshot) packages+=(imagemagick openbox x11-utils xdotool) ;;
 esac
 
 missing=()

@@ -165,6 +165,10 @@ Ein Neustart des Computers behebt den Fehler hoffentlich.</translation>
         <source>&amp;About Orvane</source>
         <translation>Ü&amp;ber Orvane</translation>
     </message>
+    <message>
+        <source>&amp;Bookmarks of:</source>
+        <translation>Lesezeichen &amp;von:</translation>
+    </message>
 </context>
 <context>
     <name>orvane</name>
@@ -334,6 +338,21 @@ Möchten Sie Ihre erste Sicherungskopie wiederherstellen?</translation>
     <message>
         <source>The file “%1” is not a bookmarks file. Please locate and select %2’s bookmarks file.</source>
         <translation>Die Datei „%1“ ist keine Lesezeichendatei. Bitte suchen und wählen Sie die Lesezeichendatei von %2.</translation>
+    </message>
+</context>
+<context>
+    <name>orvane::BookmarksChooser</name>
+    <message>
+        <source>Bookmarks of</source>
+        <translation>Lesezeichen von</translation>
+    </message>
+    <message>
+        <source>No file chosen</source>
+        <translation>Keine Datei gewählt</translation>
+    </message>
+    <message>
+        <source>Other file…</source>
+        <translation>Andere Datei…</translation>
     </message>
 </context>
 </TS>

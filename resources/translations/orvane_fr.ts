@@ -165,6 +165,10 @@ Un redémarrage de votre ordinateur devrait résoudre le problème.</translation
         <source>&amp;About Orvane</source>
         <translation>À &amp;propos d’Orvane</translation>
     </message>
+    <message>
+        <source>&amp;Bookmarks of:</source>
+        <translation>Signets &amp;de&#xa0;:</translation>
+    </message>
 </context>
 <context>
     <name>orvane</name>
@@ -334,6 +338,21 @@ Voulez-vous restaurer votre sauvegarde initiale&#xa0;?</translation>
     <message>
         <source>The file “%1” is not a bookmarks file. Please locate and select %2’s bookmarks file.</source>
         <translation>Le fichier «&#xa0;%1&#xa0;» n’est pas un fichier de signets. Veuillez localiser et sélectionner le fichier de signets de %2.</translation>
+    </message>
+</context>
+<context>
+    <name>orvane::BookmarksChooser</name>
+    <message>
+        <source>Bookmarks of</source>
+        <translation>Signets de</translation>
+    </message>
+    <message>
+        <source>No file chosen</source>
+        <translation>Aucun fichier choisi</translation>
+    </message>
+    <message>
+        <source>Other file…</source>
+        <translation>Autre fichier…</translation>
     </message>
 </context>
 </TS>

@@ -4,6 +4,7 @@
 #include <QAccessible>
 #include <QAction>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QFile>
 #include <QMenu>
 #include <QPushButton>
@@ -15,6 +16,7 @@
 #include "helper_codes.h"
 #include "job/error_codes.h"
 #include "main_window.h"
+#include "profiles/discovery.h"
 #include "settings.h"
 #include "support/log.h"
 #include "support/translation.h"
@@ -68,6 +70,7 @@ private slots:
     void restoreRefusesABackupThatHoldsNoBookmarks();
     void eachProfileHasABackupOfItsOwn();
     void aBrowserProfileIsNotSafari();
+    void theFirstChoiceOfBookmarks();
     void sortButtonRetitlesAfterItsAnimation();
     void serviceRequestsWaitUntilTheControllerIsIdle();
     void serviceCallTimeWindow();
@@ -536,6 +539,53 @@ void AppControllerTest::aBrowserProfileIsNotSafari() {
                                   "Bookmarks files (*.plist Bookmarks places.sqlite);;All files (*)"}}));
 }
 
+void AppControllerTest::theFirstChoiceOfBookmarks() {
+    auto profile = [](const char* browser, const char* name, bool isDefault) {
+        BrowserProfile found;
+        found.browser = browser;
+        found.name = name;
+        found.bookmarksFile = std::string("/p/") + browser + "/" + name;
+        found.isDefault = isDefault;
+        return found;
+    };
+    const QString missing = QStringLiteral("/nowhere/Bookmarks.plist");
+    QCOMPARE(BookmarksChooser::firstChoice({}, missing), missing);
+    Discovery found;
+    found.profiles = {profile("firefox", "old", false), profile("firefox", "default-release", true),
+                      profile("chromium", "Default", true)};
+    QCOMPARE(BookmarksChooser::firstChoice(found, missing), QStringLiteral("/p/firefox/default-release"));
+    found.profiles = {profile("firefox", "old", false), profile("chromium", "Default", true)};
+    QCOMPARE(BookmarksChooser::firstChoice(found, missing), QStringLiteral("/p/firefox/old"));
+    found.profiles = {profile("google-chrome", "Work", false), profile("google-chrome", "Default", true),
+                      profile("chromium", "Default", true)};
+    QCOMPARE(BookmarksChooser::firstChoice(found, missing), QStringLiteral("/p/google-chrome/Default"));
+
+    // At launch, with nothing chosen yet and no Safari file, Firefox's default profile is chosen
+    // and stored, and the launch shows no Safari alert.
+    ControllerRig rig;
+    rig.safari.version = std::nullopt;
+    rig.home.putChromiumProfile("chromium", "Default", "Person 1");
+    rig.home.putFirefoxProfile("old", false);
+    const QString firefox = rig.home.putFirefoxProfile("default-release", true);
+    rig.controller->applicationDidFinishLaunching();
+    QCOMPARE(Settings::bookmarksFilename(), firefox);
+    QVERIFY(Settings::bookmarksFilenameChosen());
+    QVERIFY(rig.alerts.shown.isEmpty());
+    QCOMPARE(BookmarksChooser::firstChoice(discoverProfiles(), rig.home.path("Library/Safari/Bookmarks.plist")),
+             firefox);
+    // Safari's file wins where it exists, but a choice once made stays.
+    const QString safari = rig.home.putSampleBookmarks();
+    QCOMPARE(BookmarksChooser::firstChoice(discoverProfiles(), safari), safari);
+    rig.controller->bookmarksChooser().refresh();
+    QCOMPARE(Settings::bookmarksFilename(), firefox);
+    // Nothing but Safari's file where nothing else is found: nothing is stored.
+    ControllerRig plain;
+    plain.safari.version = std::nullopt;
+    plain.controller->applicationDidFinishLaunching();
+    QVERIFY(!Settings::bookmarksFilenameChosen());
+    QCOMPARE(titles(plain.alerts.shown), QStringList{"Please update Safari"});
+}
+
 void AppControllerTest::sortButtonRetitlesAfterItsAnimation() {
     ControllerRig rig;
     AppDelegate& c = *rig.controller;
@@ -622,6 +672,9 @@ void AppControllerTest::everyPartSpeaksTheUsersLanguage() {
         QCOMPARE(rig.alerts.confirmations[0].title,
                  QStringLiteral("Sie sind dabei, die erste Sicherungskopie Ihrer Lesezeichen wiederherzustellen"));
         QCOMPARE(c.windowBinding().sortBookmarksButton()->accessibleName(), QStringLiteral("Lesezeichen sortieren"));
+        const auto* chooser = c.window()->findChild<QComboBox*>("bookmarksChooser");
+        QCOMPARE(chooser->accessibleName(), QStringLiteral("Lesezeichen von"));
+        QCOMPARE(chooser->itemText(chooser->count() - 1), QStringLiteral("Andere Datei…"));
 
         // The result alert: its title from the application's catalogue, its message from the engine's.
         rig.alerts.shown.clear();
