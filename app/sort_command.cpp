@@ -11,6 +11,7 @@
 #include "job/sort_job.h"
 #include "safari_bug.h"
 #include "settings.h"
+#include "support/log.h"
 #include "window_binding.h"
 
 namespace orvane {
@@ -56,7 +57,11 @@ bool SortCommand::sortBookmarks() {
     // Safari's workarounds concern Safari's file only.
     if (code == OVErrorSuccess && isSafariFile(*file)) safariBug_refreshSafari(safari_);
     const bool serviceCall = autoSort_.wasServiceCall();
-    if (code != OVErrorSuccess || (!serviceCall && !Settings::autoSortMode()))
+    // The automatic mode's helper waits for a browser that runs with the profile to quit, and has
+    // the change sorted then: nobody needs to hear that the browser is in use.
+    if (code == OVErrorFileBusy && result.holder.kind == FileHolder::Running && serviceCall && Settings::autoSortMode())
+        logLine("-[AppDelegate sortBookmarks:]", result.reason + "; it is sorted once the browser has quit.");
+    else if (code != OVErrorSuccess || (!serviceCall && !Settings::autoSortMode()))
         showResult(alerts_, code, *file, QString::fromStdString(result.browser));
     return serviceCall || (code == OVErrorSuccess && Settings::autoSortMode());
 }

@@ -5,6 +5,7 @@
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusReply>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
 #include <QtTest>
@@ -80,8 +81,14 @@ public:
     void startHelper() {
         auto* helper = new QProcess(&daemon_);
         helper->setProcessEnvironment(environment_);
-        helper->setProcessChannelMode(QProcess::ForwardedChannels);
+        helper->setProcessChannelMode(QProcess::ForwardedOutputChannel);
         helper->start(ORVANE_BUILD_DIR "/bin/orvane-helper", {});
+    }
+    // What the helpers started here have logged so far.
+    QString helperLog() {
+        for (QProcess* helper : daemon_.findChildren<QProcess*>())
+            helperLog_ += QString::fromUtf8(helper->readAllStandardError());
+        return helperLog_;
     }
 
 private:
@@ -93,7 +100,7 @@ private:
     QProcess daemon_;
     QProcessEnvironment environment_;
     QString address_;
-    QString log_;
+    QString log_, helperLog_;
     std::unique_ptr<QDBusConnection> bus_;
 };
 
@@ -110,6 +117,7 @@ class AutosortEndToEndTest : public QObject {
 private slots:
     void serviceCallStartsOrvaneWhichSortsAndQuits();
     void helperHasChangesSortedAndComesBack();
+    void aProfileIsSortedOnlyOnceItsBrowserHasQuit();
 };
 
 void AutosortEndToEndTest::serviceCallStartsOrvaneWhichSortsAndQuits() {
@@ -150,6 +158,38 @@ void AutosortEndToEndTest::helperHasChangesSortedAndComesBack() {
     QTest::qWait(2000);
     QCOMPARE(bus.orvaneStarts(), 1);
     QVERIFY(bus.owner(kOrvaneBusName).isEmpty());
+    QVERIFY(!Settings::lastHelperError());
+}
+
+void AutosortEndToEndTest::aProfileIsSortedOnlyOnceItsBrowserHasQuit() {
+    PrivateSession bus(true);
+    QVERIFY(bus.ok());
+    const QString file = bus.home.putChromiumProfile("chromium", "Default", "Person 1");
+    QVERIFY(!isSorted(file));
+    Settings::setBookmarksFilename(file);
+    FakeBrowser chromium(bus.home.path(".config/chromium"));
+    QVERIFY(chromium.start());
+    bus.startHelper();
+    QTRY_VERIFY_WITH_TIMEOUT(!bus.owner(kHelperBusName).isEmpty(), kDeadlineMs);
+
+    // Saved while the browser runs with the profile: the helper leaves it alone and Orvane is not
+    // started, however long the browser runs.
+    QFile::remove(file);
+    QFile::copy(sampleChromiumBookmarks(), file);
+    QTRY_VERIFY_WITH_TIMEOUT(bus.helperLog().contains("is running with the profile"), kDeadlineMs);
+    QCOMPARE(bus.orvaneStarts(), 0);
+    QCOMPARE(contents(file), contents(sampleChromiumBookmarks()));
+
+    // The browser quits: sorted within seconds, by the Orvane the helper has started, which then
+    // quits and hands the watching to a new helper.
+    QElapsedTimer quit;
+    quit.start();
+    chromium.quit();
+    QTRY_VERIFY_WITH_TIMEOUT(isSorted(file), kDeadlineMs);
+    QVERIFY2(quit.elapsed() < 5000, qPrintable(QString::number(quit.elapsed())));
+    QCOMPARE(bus.orvaneStarts(), 1);
+    QTRY_VERIFY_WITH_TIMEOUT(bus.owner(kOrvaneBusName).isEmpty(), kDeadlineMs);
+    QTRY_VERIFY_WITH_TIMEOUT(!bus.owner(kHelperBusName).isEmpty(), kDeadlineMs);
     QVERIFY(!Settings::lastHelperError());
 }
 
