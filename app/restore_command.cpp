@@ -8,17 +8,19 @@
 #include "bookmarks_files.h"
 #include "busy_count.h"
 #include "job/sort_job.h"
-#include "platform.h"
+#include "job_runner.h"
 #include "settings.h"
+#include "support/log.h"
+#include "window_binding.h"
 
 namespace orvane {
 namespace {
 constexpr int kRestoreInitialBackupTag = 101;
 }
 
-RestoreCommand::RestoreCommand(AlertPresenter& presenter, AlertSheet& alerts, BookmarksFileLocator& locator,
-                               BusyCount& busy)
-    : presenter_(presenter), alerts_(alerts), locator_(locator), busy_(busy) {}
+RestoreCommand::RestoreCommand(AlertSheet& alerts, BookmarksFileLocator& locator, WindowBinding& window,
+                               BusyCount& busy, JobRunner& jobs)
+    : alerts_(alerts), locator_(locator), window_(window), busy_(busy), jobs_(jobs) {}
 
 bool RestoreCommand::canRestoreInitialBackup() const {
     return QFileInfo::exists(initialBackupPathFor(Settings::bookmarksFilename()));
@@ -43,8 +45,8 @@ void RestoreCommand::restoreInitialBackup() {
                  "have added or removed since initially running this program.\n\nWould you like to restore your "
                  "initial backup?")
                   .arg(browser);
-    const bool confirmed = presenter_.confirmCritical(
-        tr("You are about to restore the initial backup of your bookmarks"), message, tr("Cancel"), tr("OK"));
+    const bool confirmed = alerts_.confirm(tr("You are about to restore the initial backup of your bookmarks"), message,
+                                           tr("Cancel"), tr("OK"));
     if (!confirmed) return;
     const std::optional<QString> file = locator_.filenameToUse();
     if (!file) return;
@@ -54,12 +56,25 @@ void RestoreCommand::restoreInitialBackup() {
     request.bookmarksFile = file->toStdString();
     request.backupFile = initialBackupPathFor(*file).toStdString();
     const QString title = tr("Restoring the initial backup of your bookmarks.");
-    if (orvane::restoreInitialBackup(request).code == OVErrorSuccess)
-        alerts_.show(title, tr("The initial backup of your bookmarks have now been restored."));
-    else
-        alerts_.show(title, tr("Unfortionately the initial backup of your bookmarks could not be restored. Please "
-                               "verify that you have read and write privilages for the file “%@.”")
-                                .replace(QLatin1StringView("%@"), *file));
+    JobResult result;
+    {
+        const WindowBinding::BusyWindow busyWindow(window_, false);
+        result = jobs_.run([&request](const JobHooks&) { return orvane::restoreInitialBackup(request); });
+    }
+    if (result.code == OVErrorSuccess) {
+        if (!jobs_.wasCancelled())
+            alerts_.show(title, tr("The initial backup of your bookmarks have now been restored."));
+        return;
+    }
+    logLine("-[AppDelegate restoreInitialBackup:]", "The restore of " + request.backupFile->string() + " over " +
+                                                        request.bookmarksFile.string() + " failed with code " +
+                                                        std::to_string(result.code) + ": " + result.reason);
+    if (jobs_.wasCancelled()) return;
+    alerts_.show(title,
+                 tr("Unfortionately the initial backup of your bookmarks could not be restored. Please verify that "
+                    "you have read and write privilages for the file “%@.”")
+                     .replace(QLatin1StringView("%@"), *file),
+                 {}, QString::fromStdString(result.reason));
 }
 
 }  // namespace orvane

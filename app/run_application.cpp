@@ -35,6 +35,8 @@ int runApplication(int argc, char** argv, const char* version) {
     options.addHelpOption();
     options.addVersionOption();
     options.process(application);
+    // One Orvane per session: a second launch brings the first one's window forward and ends.
+    if (activateRunningOrvane()) return 0;
 
     QtAlertPresenter alerts;
     QtFileChooser files;
@@ -45,6 +47,8 @@ int runApplication(int argc, char** argv, const char* version) {
     SystemClock clock;
     AppDelegate controller({alerts, files, safari, workspace, updater, services, clock});
     QObject::connect(&controller, &AppDelegate::terminated, &application, &QCoreApplication::quit,
+                     Qt::QueuedConnection);
+    QObject::connect(&controller, &AppDelegate::runsElsewhere, &application, &QCoreApplication::quit,
                      Qt::QueuedConnection);
     QTimer::singleShot(0, &controller, &AppDelegate::applicationDidFinishLaunching);
     return QApplication::exec();

@@ -1,59 +1,54 @@
 #include "sort_command.h"
 
-#include <QApplication>
-#include <QPushButton>
-
 #include "alert_sheet.h"
 #include "auto_sort_control.h"
 #include "bookmarks_files.h"
 #include "busy_count.h"
 #include "job/messages.h"
 #include "job/sort_job.h"
+#include "job_runner.h"
 #include "safari_bug.h"
 #include "settings.h"
 #include "support/log.h"
 #include "window_binding.h"
 
 namespace orvane {
-namespace {
-
-// Locks the window for one job and unlocks it however the job ends.
-class WindowLock {
-public:
-    explicit WindowLock(WindowBinding& window) : window_(window) {
-        window_.lockGUI(true);
-        // The job blocks the event loop: show the disabled button and a busy pointer before it starts.
-        window_.sortBookmarksButton()->repaint();
-        QApplication::setOverrideCursor(Qt::WaitCursor);
-    }
-    ~WindowLock() {
-        QApplication::restoreOverrideCursor();
-        window_.lockGUI(false);
-    }
-    WindowLock(const WindowLock&) = delete;
-    WindowLock& operator=(const WindowLock&) = delete;
-
-private:
-    WindowBinding& window_;
-};
-
-}  // namespace
 
 SortCommand::SortCommand(AlertSheet& alerts, BookmarksFileLocator& locator, SafariWorld& safari, WindowBinding& window,
-                         const AutoSortControl& autoSort, BusyCount& busy)
-    : alerts_(alerts), locator_(locator), safari_(safari), window_(window), autoSort_(autoSort), busy_(busy) {}
+                         const AutoSortControl& autoSort, BusyCount& busy, JobRunner& jobs)
+    : alerts_(alerts),
+      locator_(locator),
+      safari_(safari),
+      window_(window),
+      autoSort_(autoSort),
+      busy_(busy),
+      jobs_(jobs) {}
 
-bool SortCommand::sortBookmarks() {
+bool SortCommand::sortBookmarks(const std::function<void()>& jobDone) {
     BusyCount::Scope busy(busy_);
+    // Whoever waits for this sort hears of it once the job is over, also when none runs.
+    const auto done = [&jobDone] {
+        if (jobDone) jobDone();
+    };
     const std::optional<QString> file = locator_.filenameToUse();
-    if (!file) return false;
+    if (!file) {
+        done();
+        return false;
+    }
     const JobRequest request(file->toStdString(), initialBackupPathFor(*file).toStdString(), Settings::sortOptions());
     JobResult result;
     {
-        WindowLock lock(window_);
-        result = orvane::sortBookmarks(request);
+        const WindowBinding::BusyWindow locked(window_, true);
+        result = jobs_.run([&request](const JobHooks& hooks) { return orvane::sortBookmarks(request, hooks); });
     }
+    done();
     const std::uint32_t code = result.code;
+    if (code != OVErrorSuccess)
+        logLine("-[AppDelegate sortBookmarks:]", "The sort of " + request.bookmarksFile.string() +
+                                                     " failed with code " + std::to_string(code) + ": " +
+                                                     result.reason);
+    // Closed or quit while it ran: the user has gone, and the program ends once the job has.
+    if (jobs_.wasCancelled()) return false;
     // Safari's workarounds concern Safari's file only.
     if (code == OVErrorSuccess && isSafariFile(*file)) safariBug_refreshSafari(safari_);
     const bool serviceCall = autoSort_.wasServiceCall();
@@ -62,12 +57,20 @@ bool SortCommand::sortBookmarks() {
     if (code == OVErrorFileBusy && result.holder.kind == FileHolder::Running && serviceCall && Settings::autoSortMode())
         logLine("-[AppDelegate sortBookmarks:]", result.reason + "; it is sorted once the browser has quit.");
     else if (code != OVErrorSuccess || (!serviceCall && !Settings::autoSortMode()))
-        showResult(alerts_, code, *file, QString::fromStdString(result.browser));
+        showResult(alerts_, code, *file, QString::fromStdString(result.browser), detailsOf(result, *file));
     return serviceCall || (code == OVErrorSuccess && Settings::autoSortMode());
 }
 
+QString SortCommand::detailsOf(const JobResult& result, const QString& file) {
+    if (result.code != OVErrorSuccess) return QString::fromStdString(result.reason);
+    return result.written
+               ? tr("The file “%1” was written in its new order.").arg(file)
+               : tr("Nothing changed: the bookmarks were already in order, so the file “%1” was not written.")
+                     .arg(file);
+}
+
 void SortCommand::showResult(AlertSheet& alerts, std::uint32_t code, const std::optional<QString>& file,
-                             const QString& browser) {
+                             const QString& browser, const QString& details) {
     const QString stored = Settings::bookmarksFilename();
     const QString sorted = file.value_or(stored);
     // Who held the file is the job's to say; whose file it is, the file's.
@@ -98,7 +101,7 @@ void SortCommand::showResult(AlertSheet& alerts, std::uint32_t code, const std::
                       .arg(filename, whose);
     else
         message = QString::fromStdString(messageForUser(code, filename.toStdString(), whose.toStdString()));
-    alerts.show(title, message);
+    alerts.show(title, message, {}, details);
 }
 
 }  // namespace orvane

@@ -1,6 +1,7 @@
 #include "window_binding.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QCheckBox>
 #include <QGuiApplication>
 #include <QLayout>
@@ -8,6 +9,7 @@
 #include <QPropertyAnimation>
 #include <QPushButton>
 #include <QScreen>
+#include <QTimer>
 
 #include "about_controller.h"
 #include "main_window.h"
@@ -19,6 +21,7 @@ namespace orvane {
 namespace {
 
 constexpr int kButtonAnimationMilliseconds = 100;
+constexpr int kBusyIndicatorDelayMilliseconds = 500;
 
 // Each check box shows its setting and changes it when clicked; the code reads the settings.
 void bindCheckBox(QCheckBox* box, bool on, void (*store)(bool)) {
@@ -52,6 +55,17 @@ WindowBinding::WindowBinding(Workspace& workspace) : workspace_(workspace), wind
     for (QAbstractButton* control : window_->findChildren<QAbstractButton*>()) nameForScreenReaders(control);
     QObject::connect(ui.gotoMarrowfenMenuItem, &QAction::triggered, window_.get(), [this] { gotoMarrowfenURL(); });
     QObject::connect(ui.aboutMenuItem, &QAction::triggered, window_.get(), [this] { showAboutPanel(); });
+
+    // Shown when a job has run for half a second; its place is kept, so the window never jumps.
+    QSizePolicy keepPlace = ui.busyIndicator->sizePolicy();
+    keepPlace.setRetainSizeWhenHidden(true);
+    ui.busyIndicator->setSizePolicy(keepPlace);
+    ui.busyIndicator->hide();
+    ui.busyIndicator->setAccessibleName(tr("Working…"));
+    busyDelay_ = new QTimer(window_.get());
+    busyDelay_->setSingleShot(true);
+    busyDelay_->setInterval(kBusyIndicatorDelayMilliseconds);
+    QObject::connect(busyDelay_, &QTimer::timeout, ui.busyIndicator, &QWidget::show);
 
     // Room for the longer of the two titles, so that retitling never changes the window's size.
     QPushButton* button = ui.sortBookmarksButton;
@@ -144,6 +158,30 @@ void WindowBinding::showSortBookmarksButtonTitle() {
 }
 
 void WindowBinding::lockGUI(bool lock) { sortBookmarksButton()->setEnabled(!lock); }
+
+QWidget* WindowBinding::busyIndicator() const { return window_->ui().busyIndicator; }
+
+WindowBinding::BusyWindow::BusyWindow(WindowBinding& window, bool lockSortButton)
+    : window_(window), locked_(lockSortButton) {
+    QPushButton* button = window_.sortBookmarksButton();
+    const bool hadFocus = button->hasFocus();
+    if (locked_) window_.lockGUI(true);
+    if (hadFocus) movedFocusTo_ = QApplication::focusWidget();
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    // Quick jobs finish before anything flickers.
+    window_.busyDelay_->start();
+}
+
+WindowBinding::BusyWindow::~BusyWindow() {
+    window_.busyDelay_->stop();
+    window_.busyIndicator()->hide();
+    QApplication::restoreOverrideCursor();
+    if (!locked_) return;
+    QPushButton* button = window_.sortBookmarksButton();
+    window_.lockGUI(false);
+    // Disabling the button moved the focus on; unless the user has moved it since, it goes back.
+    if (movedFocusTo_ && QApplication::focusWidget() == movedFocusTo_) button->setFocus(Qt::OtherFocusReason);
+}
 
 void WindowBinding::showAboutPanel() {
     if (!aboutController_) aboutController_ = std::make_unique<AboutController>();

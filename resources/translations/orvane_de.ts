@@ -339,6 +339,18 @@ Möchten Sie Ihre erste Sicherungskopie wiederherstellen?</translation>
         <source>The file “%1” is not a bookmarks file. Please locate and select %2’s bookmarks file.</source>
         <translation>Die Datei „%1“ ist keine Lesezeichendatei. Bitte suchen und wählen Sie die Lesezeichendatei von %2.</translation>
     </message>
+    <message>
+        <source>The file “%1” was written in its new order.</source>
+        <translation>Die Datei „%1“ wurde in ihrer neuen Ordnung gespeichert.</translation>
+    </message>
+    <message>
+        <source>Nothing changed: the bookmarks were already in order, so the file “%1” was not written.</source>
+        <translation>Nichts hat sich geändert: Die Lesezeichen waren schon geordnet, deshalb wurde die Datei „%1“ nicht geschrieben.</translation>
+    </message>
+    <message>
+        <source>Working…</source>
+        <translation>In Arbeit…</translation>
+    </message>
 </context>
 <context>
     <name>orvane::BookmarksChooser</name>

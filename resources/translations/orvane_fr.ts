@@ -339,6 +339,18 @@ Voulez-vous restaurer votre sauvegarde initiale&#xa0;?</translation>
         <source>The file “%1” is not a bookmarks file. Please locate and select %2’s bookmarks file.</source>
         <translation>Le fichier «&#xa0;%1&#xa0;» n’est pas un fichier de signets. Veuillez localiser et sélectionner le fichier de signets de %2.</translation>
     </message>
+    <message>
+        <source>The file “%1” was written in its new order.</source>
+        <translation>Le fichier «&#xa0;%1&#xa0;» a été enregistré dans son nouvel ordre.</translation>
+    </message>
+    <message>
+        <source>Nothing changed: the bookmarks were already in order, so the file “%1” was not written.</source>
+        <translation>Rien n’a changé&#xa0;: les signets étaient déjà en ordre, le fichier «&#xa0;%1&#xa0;» n’a donc pas été réécrit.</translation>
+    </message>
+    <message>
+        <source>Working…</source>
+        <translation>Travail en cours…</translation>
+    </message>
 </context>
 <context>
     <name>orvane::BookmarksChooser</name>
