@@ -9,9 +9,9 @@
 #include "about_controller.h"
 #include "app_delegate.h"
 #include "dbus_services.h"
+#include "desktop_log.h"
 #include "platform_linux.h"
 #include "settings.h"
-#include "support/log.h"
 #include "translations.h"
 
 namespace orvane {
@@ -26,7 +26,7 @@ int runApplication(int argc, char** argv, const char* version) {
     QApplication::setWindowIcon(applicationIcon());
     // Closing the main window asks the controller, which may refuse to quit.
     QApplication::setQuitOnLastWindowClosed(false);
-    setLogToStandardError(true);
+    logToDesktop("Orvane");
     installTranslations(application);
 
     QCommandLineParser options;

@@ -8,6 +8,7 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QtTest>
 #include <csignal>
 
@@ -118,6 +119,7 @@ private slots:
     void serviceCallStartsOrvaneWhichSortsAndQuits();
     void helperHasChangesSortedAndComesBack();
     void aProfileIsSortedOnlyOnceItsBrowserHasQuit();
+    void logLinesAreKeptWithoutAJournal();
 };
 
 void AutosortEndToEndTest::serviceCallStartsOrvaneWhichSortsAndQuits() {
@@ -191,6 +193,47 @@ void AutosortEndToEndTest::aProfileIsSortedOnlyOnceItsBrowserHasQuit() {
     QTRY_VERIFY_WITH_TIMEOUT(bus.owner(kOrvaneBusName).isEmpty(), kDeadlineMs);
     QTRY_VERIFY_WITH_TIMEOUT(!bus.owner(kHelperBusName).isEmpty(), kDeadlineMs);
     QVERIFY(!Settings::lastHelperError());
+}
+
+void AutosortEndToEndTest::logLinesAreKeptWithoutAJournal() {
+    PrivateSession bus(false);
+    QVERIFY(bus.ok());
+    const QString logFile = bus.home.path(".local/state/orvane/orvane.log");
+    qputenv("XDG_STATE_HOME", bus.home.path(".local/state").toUtf8());
+
+    // A helper started by hand: its lines on standard error and in the file, whatever the system
+    // log does with them (this system may have none).
+    Settings::setBookmarksFilename(bus.home.path("gone/Bookmarks.plist"));
+    QProcess helper;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.remove("DBUS_SESSION_BUS_ADDRESS");
+    helper.setProcessEnvironment(environment);
+    helper.start(ORVANE_BUILD_DIR "/bin/orvane-helper", {});
+    QVERIFY(helper.waitForFinished(kDeadlineMs));
+    QCOMPARE(helper.exitCode(), 1);
+    const QString line =
+        "-[OrvaneHelper start] Could not begin watching " + bus.home.path("gone/Bookmarks.plist") + " for changes.";
+    const QString standardError = QString::fromUtf8(helper.readAllStandardError());
+    QVERIFY2(
+        standardError.contains(QRegularExpression("OrvaneHelper\\[[0-9]+\\]: " + QRegularExpression::escape(line))),
+        qPrintable(standardError));
+    QVERIFY2(QString::fromUtf8(contents(logFile)).contains(line), contents(logFile).constData());
+
+    // Orvane started by the bus, its standard error wherever the bus sends it: a sort that fails
+    // leaves its reason in the file.
+    QFile::resize(bus.file, 10);
+    Settings::setBookmarksFilename(bus.file);
+    Settings::clearLastHelperError();  // the helper's report would wait for a person at launch
+    QDBusMessage call =
+        QDBusMessage::createMethodCall(kOrvaneBusName, kOrvaneObjectPath, kOrvaneInterface, "SortBookmarks");
+    call << QString();
+    const QDBusReply<QString> reply = bus.bus().call(call, QDBus::Block, kDeadlineMs);
+    QVERIFY2(reply.isValid(), qPrintable(reply.error().message()));
+    QTRY_VERIFY_WITH_TIMEOUT(
+        QString::fromUtf8(contents(logFile))
+            .contains(QRegularExpression("Orvane\\[[0-9]+\\]: -\\[AppDelegate sortBookmarks:\\] The sort of " +
+                                         QRegularExpression::escape(bus.file) + " failed with code 5: ")),
+        kDeadlineMs);
 }
 
 QTEST_GUILESS_MAIN(AutosortEndToEndTest)
