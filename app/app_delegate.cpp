@@ -66,6 +66,8 @@ void AppDelegate::applicationDidFinishLaunching() {
     initialLaunchCheck();
     binding_.sortBookmarksButton()->setEnabled(true);
     binding_.autoSortModeCheckBox()->setEnabled(true);
+    // The keyboard starts on the window's one action, now that it can be pressed.
+    binding_.sortBookmarksButton()->setFocus(Qt::ActiveWindowFocusReason);
     autoSort_.handleHelperApplicationError();
 }
 

@@ -4,15 +4,19 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QGuiApplication>
+#include <QLabel>
 #include <QLayout>
+#include <QMenuBar>
 #include <QParallelAnimationGroup>
 #include <QPropertyAnimation>
 #include <QPushButton>
 #include <QScreen>
+#include <QShortcut>
 #include <QTimer>
 
 #include "about_controller.h"
 #include "main_window.h"
+#include "mnemonics.h"
 #include "platform_linux.h"
 #include "settings.h"
 #include "ui_MainWindow.h"
@@ -55,6 +59,9 @@ WindowBinding::WindowBinding(Workspace& workspace) : workspace_(workspace), wind
     for (QAbstractButton* control : window_->findChildren<QAbstractButton*>()) nameForScreenReaders(control);
     QObject::connect(ui.gotoMarrowfenMenuItem, &QAction::triggered, window_.get(), [this] { gotoMarrowfenURL(); });
     QObject::connect(ui.aboutMenuItem, &QAction::triggered, window_.get(), [this] { showAboutPanel(); });
+    // Closing the window as desktops close windows from the keyboard; closing it quits.
+    auto* close = new QShortcut(QKeySequence::Close, window_.get());
+    QObject::connect(close, &QShortcut::activated, window_.get(), &QWidget::close);
 
     // Shown when a job has run for half a second; its place is kept, so the window never jumps.
     QSizePolicy keepPlace = ui.busyIndicator->sizePolicy();
@@ -122,6 +129,8 @@ void WindowBinding::updateSortBookmarksButtonTitle() {
     const QSize newSize = button->sizeHint();
     button->setText(QString());
     button->setAccessibleName(title);
+    // Setting a text drops a button's key; the button is pressed by it while it slides too.
+    giveSortButtonKey(title);
     const QPoint newOrigin(window_->centredSortButtonPosition(newSize.width()).x(), oldFrame.y());
 
     auto* group = new QParallelAnimationGroup(window_.get());
@@ -153,8 +162,23 @@ void WindowBinding::showSortBookmarksButtonTitle() {
     QPushButton* button = sortBookmarksButton();
     button->setText(title);
     button->setAccessibleName(title);
+    giveSortButtonKey(title);
     // The window may have changed size while the button moved.
     button->move(window_->centredSortButtonPosition(button->width()).x(), button->y());
+}
+
+void WindowBinding::giveSortButtonKey(const QString& title) {
+    // Its title is a fixed text that carries no mnemonic, so Alt and the letter a mnemonic would
+    // have marked reach it, one that no other control of the window has.
+    QPushButton* button = sortBookmarksButton();
+    QStringList taken;
+    for (const QAbstractButton* other : window_->findChildren<QAbstractButton*>())
+        if (other != button) taken.append(other->text());
+    for (const QLabel* label : window_->findChildren<QLabel*>())
+        if (label->buddy()) taken.append(label->text());
+    for (const QAction* menu : window_->menuBar()->actions()) taken.append(menu->text());
+    const std::optional<QChar> letter = mnemonicOf(withMnemonics({title}, taken).constFirst());
+    button->setShortcut(letter ? QKeySequence(QStringLiteral("Alt+") + letter->toUpper()) : QKeySequence());
 }
 
 void WindowBinding::lockGUI(bool lock) { sortBookmarksButton()->setEnabled(!lock); }

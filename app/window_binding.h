@@ -69,6 +69,7 @@ private:
     QString sortBookmarksButtonTitle() const;
     // Where each animation ends: the title for the mode as it is now, centred.
     void showSortBookmarksButtonTitle();
+    void giveSortButtonKey(const QString& title);
 
     Workspace& workspace_;
     std::unique_ptr<MainWindow> window_;

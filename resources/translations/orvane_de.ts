@@ -114,26 +114,6 @@ Ein Neustart des Computers behebt den Fehler hoffentlich.</translation>
         <translation>Orvane</translation>
     </message>
     <message>
-        <source>Arrange folders at top</source>
-        <translation>Ordner zuoberst anordnen</translation>
-    </message>
-    <message>
-        <source>Remove duplicate bookmarks</source>
-        <translation>Doppelte Lesezeichen entfernen</translation>
-    </message>
-    <message>
-        <source>Rename bookmarks with the same name</source>
-        <translation>Gleichnamige Lesezeichen umbenennen</translation>
-    </message>
-    <message>
-        <source>Sort the Bookmarks Bar too</source>
-        <translation>Auch die Lesezeichenleiste sortieren</translation>
-    </message>
-    <message>
-        <source>Sort automatically when the bookmarks change</source>
-        <translation>Automatisch sortieren, wenn sich die Lesezeichen ändern</translation>
-    </message>
-    <message>
         <source>&amp;File</source>
         <translation>&amp;Datei</translation>
     </message>
@@ -168,6 +148,26 @@ Ein Neustart des Computers behebt den Fehler hoffentlich.</translation>
     <message>
         <source>&amp;Bookmarks of:</source>
         <translation>Lesezeichen &amp;von:</translation>
+    </message>
+    <message>
+        <source>&amp;Arrange folders at top</source>
+        <translation>&amp;Ordner zuoberst anordnen</translation>
+    </message>
+    <message>
+        <source>Remove &amp;duplicate bookmarks</source>
+        <translation>Doppelte Lesezeichen &amp;entfernen</translation>
+    </message>
+    <message>
+        <source>&amp;Rename bookmarks with the same name</source>
+        <translation>Gleichnamige Lesezeichen &amp;umbenennen</translation>
+    </message>
+    <message>
+        <source>Sort the Bookmarks Bar &amp;too</source>
+        <translation>Auch die Lesezeichen&amp;leiste sortieren</translation>
+    </message>
+    <message>
+        <source>Sort a&amp;utomatically when the bookmarks change</source>
+        <translation>&amp;Automatisch sortieren, wenn sich die Lesezeichen ändern</translation>
     </message>
 </context>
 <context>

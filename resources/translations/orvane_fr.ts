@@ -114,26 +114,6 @@ Un redémarrage de votre ordinateur devrait résoudre le problème.</translation
         <translation>Orvane</translation>
     </message>
     <message>
-        <source>Arrange folders at top</source>
-        <translation>Placer les dossiers en tête</translation>
-    </message>
-    <message>
-        <source>Remove duplicate bookmarks</source>
-        <translation>Supprimer les signets en double</translation>
-    </message>
-    <message>
-        <source>Rename bookmarks with the same name</source>
-        <translation>Renommer les signets de même nom</translation>
-    </message>
-    <message>
-        <source>Sort the Bookmarks Bar too</source>
-        <translation>Trier aussi la barre des signets</translation>
-    </message>
-    <message>
-        <source>Sort automatically when the bookmarks change</source>
-        <translation>Trier automatiquement quand les signets changent</translation>
-    </message>
-    <message>
         <source>&amp;File</source>
         <translation>&amp;Fichier</translation>
     </message>
@@ -168,6 +148,26 @@ Un redémarrage de votre ordinateur devrait résoudre le problème.</translation
     <message>
         <source>&amp;Bookmarks of:</source>
         <translation>Signets &amp;de&#xa0;:</translation>
+    </message>
+    <message>
+        <source>&amp;Arrange folders at top</source>
+        <translation>&amp;Placer les dossiers en tête</translation>
+    </message>
+    <message>
+        <source>Remove &amp;duplicate bookmarks</source>
+        <translation>&amp;Supprimer les signets en double</translation>
+    </message>
+    <message>
+        <source>&amp;Rename bookmarks with the same name</source>
+        <translation>&amp;Renommer les signets de même nom</translation>
+    </message>
+    <message>
+        <source>Sort the Bookmarks Bar &amp;too</source>
+        <translation>Trier aussi la &amp;barre des signets</translation>
+    </message>
+    <message>
+        <source>Sort a&amp;utomatically when the bookmarks change</source>
+        <translation>Trier a&amp;utomatiquement quand les signets changent</translation>
     </message>
 </context>
 <context>
