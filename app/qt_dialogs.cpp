@@ -35,8 +35,9 @@ void giveMnemonics(QMessageBox& box) {
         for (qsizetype i = 0; i < without.size(); ++i) without[i]->setText(marked[i]);
     };
     apply();
+    // Queued: the box names its details button anew only after the click's other handlers.
     for (QAbstractButton* button : box.findChildren<QAbstractButton*>())
-        QObject::connect(button, &QAbstractButton::clicked, &box, apply);
+        QObject::connect(button, &QAbstractButton::clicked, &box, apply, Qt::QueuedConnection);
 }
 
 // The same keys for buttons whose labels are the program's fixed texts and stay exactly as they

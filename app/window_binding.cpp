@@ -108,6 +108,8 @@ void WindowBinding::openWindow() {
 }
 
 void WindowBinding::bringForward() {
+    // A window the user minimised comes back too.
+    window_->setWindowState(window_->windowState() & ~Qt::WindowMinimized);
     window_->show();
     window_->raise();
     window_->activateWindow();

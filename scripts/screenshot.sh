@@ -76,7 +76,8 @@ fi
 # The list opens below the window's frame edge, in a window of its own: the picture is the part of
 # the screen that holds both.
 xdotool windowactivate --sync "$window" 2>/dev/null || xdotool windowfocus --sync "$window"
-xdotool key --clearmodifiers alt+b
+# The window opens with the keyboard on the Sort button; the list comes just before it.
+xdotool key --clearmodifiers shift+Tab
 xdotool key --clearmodifiers alt+Down
 geometry() { xwininfo -id "$1" | awk '/Absolute upper-left X/ {x=$NF} /Absolute upper-left Y/ {y=$NF}
   /Width:/ {w=$NF} /Height:/ {h=$NF} END {print x, y, x + w, y + h}'; }

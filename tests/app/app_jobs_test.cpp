@@ -327,6 +327,7 @@ void AppJobsTest::aSecondLaunchBringsTheFirstWindowForward() {
     other.activateWindow();
     QTRY_VERIFY(other.isActiveWindow());
     QVERIFY(!c.window()->isActiveWindow());
+    c.window()->showMinimized();
 
     QProcess second;
     second.setProcessChannelMode(QProcess::ForwardedChannels);
@@ -339,6 +340,7 @@ void AppJobsTest::aSecondLaunchBringsTheFirstWindowForward() {
     QCOMPARE(second.exitCode(), 0);
     QVERIFY2(clock.elapsed() < 1000, qPrintable(QString::number(clock.elapsed())));
     QTRY_VERIFY(c.window()->isActiveWindow());
+    QVERIFY(!c.window()->isMinimized());
     QCOMPARE(rig.terminations, 0);
 }
 
