@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QDialog>
 #include <QDir>
+#include <QShortcut>
 
 #include "ui_About.h"
 
@@ -40,6 +41,9 @@ void AboutController::showWindow(QWidget* sender) {
         window_ = std::make_unique<QDialog>(sender);
         ui_ = std::make_unique<Ui::About>();
         ui_->setupUi(window_.get());
+        // Escape closes it as a dialog; the keys that close a window close it too.
+        auto* close = new QShortcut(QKeySequence::Close, window_.get());
+        QObject::connect(close, &QShortcut::activated, window_.get(), &QDialog::close);
         windowDidLoad();
     }
     window_->show();

@@ -16,9 +16,13 @@ class AlertSheet {
 public:
     AlertSheet(AlertPresenter& presenter, QWidget& window, BusyCount& busy);
 
-    // The message is a format (message_format.h) filled from `arguments`. Answers the
-    // presenter's return code.
-    int show(const QString& title, const QString& format, const QStringList& arguments = {});
+    // The message is a format (message_format.h) filled from `arguments`; `details` are shown as
+    // they are. Answers the presenter's return code.
+    int show(const QString& title, const QString& format, const QStringList& arguments = {},
+             const QString& details = {});
+    // The critical confirmation on the window; true only for `alternateButton`.
+    bool confirm(const QString& title, const QString& message, const QString& defaultButton,
+                 const QString& alternateButton);
 
 private:
     AlertPresenter& presenter_;

@@ -25,19 +25,23 @@ AppDelegate::AppDelegate(Platform platform, QObject* parent)
       binding_(platform.workspace),
       alerts_(platform.alerts, binding_.window(), busy_),
       locator_(alerts_, platform.files, binding_.window()),
+      chooser_(*binding_.window().ui().bookmarksChooser, locator_),
       autoSort_(platform.workspace, platform.updater, platform.clock, alerts_, binding_),
-      sort_(alerts_, locator_, platform.safari, binding_, autoSort_, busy_),
-      restore_(platform.alerts, alerts_, locator_, busy_) {
+      sort_(alerts_, locator_, platform.safari, binding_, autoSort_, busy_, jobs_),
+      restore_(alerts_, locator_, binding_, busy_, jobs_) {
     connectControls();
 }
 
-AppDelegate::~AppDelegate() = default;
+AppDelegate::~AppDelegate() {
+    // Nobody waits on a program that is gone.
+    answerSortRequests(waitingForSort_);
+}
 
 void AppDelegate::connectControls() {
     Ui::MainWindow& ui = binding_.window().ui();
     connect(ui.sortBookmarksButton, &QPushButton::clicked, this, &AppDelegate::sortBookmarks);
     connect(ui.sortBookmarksMenuItem, &QAction::triggered, this, &AppDelegate::sortBookmarks);
-    connect(ui.restoreInitialBackupMenuItem, &QAction::triggered, this, [this] { restore_.restoreInitialBackup(); });
+    connect(ui.restoreInitialBackupMenuItem, &QAction::triggered, this, &AppDelegate::restoreInitialBackup);
     connect(ui.quitMenuItem, &QAction::triggered, this, &AppDelegate::terminate);
     for (QMenu* menu : {ui.fileMenu, ui.helpMenu})
         connect(menu, &QMenu::aboutToShow, this, [this, menu] { restore_.menuNeedsUpdate(menu); });
@@ -52,15 +56,24 @@ void AppDelegate::applicationDidFinishLaunching() {
     binding_.updateSortBookmarksButtonTitle();
     autoSort_.stopHelperApplication();
     Settings::setApplicationFolder(QString::fromStdString(applicationFolder().string()));
-    services_.provideServices(*this);
+    if (services_.provideServices(*this) == ServiceOffer::OfferedByAnotherOrvane) {
+        emit runsElsewhere();
+        return;
+    }
+    // The file is chosen before Safari's check, which concerns Safari's file only.
+    chooser_.refresh();
     binding_.openWindow();
     initialLaunchCheck();
     binding_.sortBookmarksButton()->setEnabled(true);
     binding_.autoSortModeCheckBox()->setEnabled(true);
+    // The keyboard starts on the window's one action, now that it can be pressed.
+    binding_.sortBookmarksButton()->setFocus(Qt::ActiveWindowFocusReason);
     autoSort_.handleHelperApplicationError();
 }
 
 void AppDelegate::initialLaunchCheck() {
+    // A browser profile has nothing to do with Safari, whose version then does not matter.
+    if (!isSafariFile(Settings::bookmarksFilename())) return;
     if (!safariBug_isSafariOutdated(safari_)) return;
     alerts_.show(
         tr("Please update Safari"),
@@ -71,18 +84,48 @@ void AppDelegate::initialLaunchCheck() {
 }
 
 void AppDelegate::sortBookmarks() {
+    // The window's menu and keys reach here while a job runs; one job at a time.
+    if (jobs_.isRunning()) return;
     // The quit follows inside the command's busy time, so that a request that came meanwhile runs after it.
     BusyCount::Scope busy(busy_);
-    if (sort_.sortBookmarks()) terminate();
+    std::vector<std::function<void()>> answered = std::move(waitingForSort_);
+    waitingForSort_.clear();
+    const bool quit = sort_.sortBookmarks([&] { answerSortRequests(answered); });
+    if (terminateAfterJob_)
+        terminateIfAskedDuringJob();
+    else if (quit)
+        terminate();
+}
+
+void AppDelegate::restoreInitialBackup() {
+    if (jobs_.isRunning()) return;
+    restore_.restoreInitialBackup();
+    terminateIfAskedDuringJob();
+}
+
+void AppDelegate::terminateIfAskedDuringJob() {
+    if (std::exchange(terminateAfterJob_, false)) terminate();
 }
 
 bool AppDelegate::terminate() {
     if (terminated_) return true;  // a second request while the event loop winds down
+    if (jobs_.isRunning()) {
+        // A job that waits for a lock stops waiting; one that writes is not cut off half way.
+        jobs_.cancel();
+        terminateAfterJob_ = true;
+        return false;
+    }
     if (!autoSort_.applicationShouldTerminate()) return false;
     binding_.saveFrame();
     terminated_ = true;
+    answerSortRequests(waitingForSort_);
     emit terminated();
     return true;
+}
+
+void AppDelegate::answerSortRequests(std::vector<std::function<void()>>& requests) {
+    for (const std::function<void()>& answer : std::exchange(requests, {}))
+        if (answer) answer();
 }
 
 void AppDelegate::serviceCalled() {
@@ -92,10 +135,17 @@ void AppDelegate::serviceCalled() {
     binding_.bringForward();
 }
 
-void AppDelegate::sortWhenIdle() {
+void AppDelegate::sortWhenIdle(std::function<void()> sorted) {
+    if (terminated_) {
+        if (sorted) sorted();
+        return;
+    }
+    waitingForSort_.push_back(std::move(sorted));
     sortRequested_ = true;
     if (busy_.isIdle()) runRequestedWorkSoon();
 }
+
+void AppDelegate::activate() { binding_.bringForward(); }
 
 void AppDelegate::terminateWhenIdle() {
     terminateRequested_ = true;

@@ -1,5 +1,5 @@
-// The two files the commands work on: Safari's bookmarks file, which the user is asked to find
-// when it is not where the settings say, and the initial backup in the application folder.
+// The two files the commands work on: the bookmarks file, which the user is asked to find when it
+// is not where the settings say, and its initial backup in the application folder.
 #pragma once
 
 #include <QCoreApplication>
@@ -13,9 +13,20 @@ namespace orvane {
 class AlertSheet;
 class FileChooser;
 
-// "Bookmarks (Initial Copy).plist" in the application folder: what a sort backs the file up to
-// once, and what a restore puts back.
-QString initialBackupPath();
+// What a sort backs `bookmarksFile` up to once, and what a restore puts back: for Safari's file
+// "Bookmarks (Initial Copy).plist" in the application folder, for a browser profile a file of its
+// own, so that two profiles never share one backup.
+QString initialBackupPathFor(const QString& bookmarksFile);
+
+// The browser whose bookmarks `bookmarksFile` holds, as people know it: "Google Chrome", "Firefox"
+// for a browser profile's file (also one that is gone, told by where it was), "Safari" for every
+// other file and for none at all, since the user is then asked for Safari's.
+QString browserNameFor(const QString& bookmarksFile);
+// Whether the file is Safari's, so that Safari's own checks concern it.
+bool isSafariFile(const QString& bookmarksFile);
+
+// The name filter of the open panel for any browser's bookmarks file.
+QString bookmarksFilesFilter();
 
 class BookmarksFileLocator {
     // The texts stay in the context under which the catalogues have always translated them.
@@ -26,6 +37,8 @@ public:
     // The stored file when something exists at its path, else the one the user picks (which is
     // stored); nothing when they cancel.
     std::optional<QString> filenameToUse();
+    // The open panel alone, in `startFolder`, for any browser's file; nothing when cancelled.
+    std::optional<QString> chooseFile(const QString& startFolder);
 
 private:
     AlertSheet& alerts_;

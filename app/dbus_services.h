@@ -1,7 +1,10 @@
 // The sort service on the session bus: orvane owns "com.marrowfen.Orvane" and answers
-// SortBookmarks(s userData) -> (s error) and Quit() on "/com/marrowfen/Orvane".
+// SortBookmarks(s userData) -> (s error), Activate() and Quit() on "/com/marrowfen/Orvane". The
+// name also keeps Orvane to one instance: a second launch finds it owned, asks the owner to come
+// forward and ends.
 #pragma once
 
+#include <QDBusContext>
 #include <QObject>
 #include <memory>
 
@@ -15,15 +18,20 @@ class DBusServicesProvider final : public ServicesProvider {
 public:
     DBusServicesProvider();
     ~DBusServicesProvider() override;
-    bool provideServices(AppDelegate& controller) override;
+    ServiceOffer provideServices(AppDelegate& controller) override;
 
 private:
     std::unique_ptr<SortServiceObject> object_;
 };
 
-// What a bus call sees. Each call is answered at once; the work it asks for runs afterwards on
-// the event loop, so the caller never waits on a sort or on a person reading an alert.
-class SortServiceObject final : public QObject {
+// When Orvane runs already on this session's bus, asks it to bring its window forward and
+// answers true; false when none runs (or there is no bus), and this launch goes on.
+bool activateRunningOrvane();
+
+// What a bus call sees. SortBookmarks is answered once the sort it asks for has ended, always
+// with an empty error: the sort's outcome is the Sort command's to show. Activate and Quit are
+// answered at once; the quit follows when no alert or command is open.
+class SortServiceObject final : public QObject, protected QDBusContext {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "com.marrowfen.Orvane")
 public:
@@ -31,6 +39,7 @@ public:
 
 public slots:
     Q_SCRIPTABLE QString SortBookmarks(const QString& userData);
+    Q_SCRIPTABLE void Activate();
     Q_SCRIPTABLE void Quit();
 
 private:

@@ -36,6 +36,7 @@ QStringList engineTexts() {
             "A backup for the bookmarks file “%@” could not be created. Please verify that you have read and write access to the file’s directory."),
         QT_TRANSLATE_NOOP("Engine",
                           "Safari is currently using the bookmarks file, please wait a while before sorting."),
+        QT_TRANSLATE_NOOP("Engine", "%@ is currently using the bookmarks file, please quit it before sorting."),
         QT_TRANSLATE_NOOP("Engine", "No Name"),
     };
     QStringList list;

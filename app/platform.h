@@ -21,12 +21,14 @@ class AppDelegate;
 class AlertPresenter {
 public:
     virtual ~AlertPresenter() = default;
-    // One OK button; the call returns when the user has dismissed the alert.
-    virtual int showAlert(QWidget* window, const QString& title, const QString& message) = 0;
-    // A critical alert with two buttons, `defaultButton` taking Return. Answers true only for the
-    // alternate button.
-    virtual bool confirmCritical(const QString& title, const QString& message, const QString& defaultButton,
-                                 const QString& alternateButton) = 0;
+    // One OK button; the call returns when the user has dismissed the alert. `details`, when
+    // there are any, say why for those who want to know, apart from the message.
+    virtual int showAlert(QWidget* window, const QString& title, const QString& message,
+                          const QString& details = {}) = 0;
+    // A critical alert on `window` with two buttons, `defaultButton` taking Return. Answers true
+    // only for the alternate button.
+    virtual bool confirmCritical(QWidget* window, const QString& title, const QString& message,
+                                 const QString& defaultButton, const QString& alternateButton) = 0;
 };
 
 // The open panel.
@@ -77,12 +79,17 @@ public:
     virtual void checkForUpdates() = 0;
 };
 
+enum class ServiceOffer {
+    Offered,
+    NotOffered,              // no session bus, or the bus refused
+    OfferedByAnotherOrvane,  // Orvane runs already and offers it; it has been asked to come forward
+};
+
 // The sort service that other programs call: the controller becomes its provider at launch.
 class ServicesProvider {
 public:
     virtual ~ServicesProvider() = default;
-    // False when the service cannot be offered (no session bus, or its name is taken).
-    virtual bool provideServices(AppDelegate& controller) = 0;
+    virtual ServiceOffer provideServices(AppDelegate& controller) = 0;
 };
 
 class Clock {

@@ -10,8 +10,8 @@ namespace orvane {
 // Window-modal message boxes run with exec(), so the caller waits for the answer.
 class QtAlertPresenter final : public AlertPresenter {
 public:
-    int showAlert(QWidget* window, const QString& title, const QString& message) override;
-    bool confirmCritical(const QString& title, const QString& message, const QString& defaultButton,
+    int showAlert(QWidget* window, const QString& title, const QString& message, const QString& details) override;
+    bool confirmCritical(QWidget* window, const QString& title, const QString& message, const QString& defaultButton,
                          const QString& alternateButton) override;
 };
 

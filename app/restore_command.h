@@ -10,29 +10,32 @@ class QMenu;
 
 namespace orvane {
 
-class AlertPresenter;
 class AlertSheet;
 class BookmarksFileLocator;
 class BusyCount;
+class JobRunner;
+class WindowBinding;
 
 class RestoreCommand {
     // The texts stay in the context under which the catalogues have always translated them.
     Q_DECLARE_TR_FUNCTIONS(orvane::AppDelegate)
 public:
-    RestoreCommand(AlertPresenter& presenter, AlertSheet& alerts, BookmarksFileLocator& locator, BusyCount& busy);
+    RestoreCommand(AlertSheet& alerts, BookmarksFileLocator& locator, WindowBinding& window, BusyCount& busy,
+                   JobRunner& jobs);
 
     bool canRestoreInitialBackup() const;
     // Enables the menu's item tagged 101 while the backup exists. Asked each time the menu opens,
     // so the item follows the file with no notification.
     void menuNeedsUpdate(QMenu* menu) const;
-    // Asks first (Cancel is the default), then restores and says how it went.
+    // Asks first (Cancel is the default), then restores, off the GUI thread, and says how it went.
     void restoreInitialBackup();
 
 private:
-    AlertPresenter& presenter_;
     AlertSheet& alerts_;
     BookmarksFileLocator& locator_;
+    WindowBinding& window_;
     BusyCount& busy_;
+    JobRunner& jobs_;
 };
 
 }  // namespace orvane

@@ -10,9 +10,9 @@
 #include "about_controller.h"
 #include "app_delegate.h"
 #include "dbus_services.h"
+#include "desktop_log.h"
 #include "platform_linux.h"
 #include "settings.h"
-#include "support/log.h"
 #include "translations.h"
 
 namespace orvane {
@@ -64,9 +64,11 @@ int runApplication(int argc, char** argv, const char* version) {
     QApplication::setWindowIcon(applicationIcon());
     // Closing the main window asks the controller, which may refuse to quit.
     QApplication::setQuitOnLastWindowClosed(false);
-    setLogToStandardError(true);
+    logToDesktop("Orvane");
     installTranslations(application);
     processOptions(application);
+    // One Orvane per session: a second launch brings the first one's window forward and ends.
+    if (activateRunningOrvane()) return 0;
 
     QtAlertPresenter alerts;
     QtFileChooser files;
@@ -77,6 +79,8 @@ int runApplication(int argc, char** argv, const char* version) {
     SystemClock clock;
     AppDelegate controller({alerts, files, safari, workspace, updater, services, clock});
     QObject::connect(&controller, &AppDelegate::terminated, &application, &QCoreApplication::quit,
+                     Qt::QueuedConnection);
+    QObject::connect(&controller, &AppDelegate::runsElsewhere, &application, &QCoreApplication::quit,
                      Qt::QueuedConnection);
     QTimer::singleShot(0, &controller, &AppDelegate::applicationDidFinishLaunching);
     return QApplication::exec();

@@ -1,16 +1,22 @@
 #include "window_binding.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QCheckBox>
 #include <QGuiApplication>
+#include <QLabel>
 #include <QLayout>
+#include <QMenuBar>
 #include <QParallelAnimationGroup>
 #include <QPropertyAnimation>
 #include <QPushButton>
 #include <QScreen>
+#include <QShortcut>
+#include <QTimer>
 
 #include "about_controller.h"
 #include "main_window.h"
+#include "mnemonics.h"
 #include "platform_linux.h"
 #include "settings.h"
 #include "ui_MainWindow.h"
@@ -19,6 +25,7 @@ namespace orvane {
 namespace {
 
 constexpr int kButtonAnimationMilliseconds = 100;
+constexpr int kBusyIndicatorDelayMilliseconds = 500;
 
 // Each check box shows its setting and changes it when clicked; the code reads the settings.
 void bindCheckBox(QCheckBox* box, bool on, void (*store)(bool)) {
@@ -52,6 +59,20 @@ WindowBinding::WindowBinding(Workspace& workspace) : workspace_(workspace), wind
     for (QAbstractButton* control : window_->findChildren<QAbstractButton*>()) nameForScreenReaders(control);
     QObject::connect(ui.gotoMarrowfenMenuItem, &QAction::triggered, window_.get(), [this] { gotoMarrowfenURL(); });
     QObject::connect(ui.aboutMenuItem, &QAction::triggered, window_.get(), [this] { showAboutPanel(); });
+    // Closing the window as desktops close windows from the keyboard; closing it quits.
+    auto* close = new QShortcut(QKeySequence::Close, window_.get());
+    QObject::connect(close, &QShortcut::activated, window_.get(), &QWidget::close);
+
+    // Shown when a job has run for half a second; its place is kept, so the window never jumps.
+    QSizePolicy keepPlace = ui.busyIndicator->sizePolicy();
+    keepPlace.setRetainSizeWhenHidden(true);
+    ui.busyIndicator->setSizePolicy(keepPlace);
+    ui.busyIndicator->hide();
+    ui.busyIndicator->setAccessibleName(tr("Working…"));
+    busyDelay_ = new QTimer(window_.get());
+    busyDelay_->setSingleShot(true);
+    busyDelay_->setInterval(kBusyIndicatorDelayMilliseconds);
+    QObject::connect(busyDelay_, &QTimer::timeout, ui.busyIndicator, &QWidget::show);
 
     // Room for the longer of the two titles, so that retitling never changes the window's size.
     QPushButton* button = ui.sortBookmarksButton;
@@ -87,6 +108,8 @@ void WindowBinding::openWindow() {
 }
 
 void WindowBinding::bringForward() {
+    // A window the user minimised comes back too.
+    window_->setWindowState(window_->windowState() & ~Qt::WindowMinimized);
     window_->show();
     window_->raise();
     window_->activateWindow();
@@ -108,6 +131,8 @@ void WindowBinding::updateSortBookmarksButtonTitle() {
     const QSize newSize = button->sizeHint();
     button->setText(QString());
     button->setAccessibleName(title);
+    // Setting a text drops a button's key; the button is pressed by it while it slides too.
+    giveSortButtonKey(title);
     const QPoint newOrigin(window_->centredSortButtonPosition(newSize.width()).x(), oldFrame.y());
 
     auto* group = new QParallelAnimationGroup(window_.get());
@@ -139,11 +164,50 @@ void WindowBinding::showSortBookmarksButtonTitle() {
     QPushButton* button = sortBookmarksButton();
     button->setText(title);
     button->setAccessibleName(title);
+    giveSortButtonKey(title);
     // The window may have changed size while the button moved.
     button->move(window_->centredSortButtonPosition(button->width()).x(), button->y());
 }
 
+void WindowBinding::giveSortButtonKey(const QString& title) {
+    // Its title is a fixed text that carries no mnemonic, so Alt and the letter a mnemonic would
+    // have marked reach it, one that no other control of the window has.
+    QPushButton* button = sortBookmarksButton();
+    QStringList taken;
+    for (const QAbstractButton* other : window_->findChildren<QAbstractButton*>())
+        if (other != button) taken.append(other->text());
+    for (const QLabel* label : window_->findChildren<QLabel*>())
+        if (label->buddy()) taken.append(label->text());
+    for (const QAction* menu : window_->menuBar()->actions()) taken.append(menu->text());
+    const std::optional<QChar> letter = mnemonicOf(withMnemonics({title}, taken).constFirst());
+    button->setShortcut(letter ? QKeySequence(QStringLiteral("Alt+") + letter->toUpper()) : QKeySequence());
+}
+
 void WindowBinding::lockGUI(bool lock) { sortBookmarksButton()->setEnabled(!lock); }
+
+QWidget* WindowBinding::busyIndicator() const { return window_->ui().busyIndicator; }
+
+WindowBinding::BusyWindow::BusyWindow(WindowBinding& window, bool lockSortButton)
+    : window_(window), locked_(lockSortButton) {
+    QPushButton* button = window_.sortBookmarksButton();
+    const bool hadFocus = button->hasFocus();
+    if (locked_) window_.lockGUI(true);
+    if (hadFocus) movedFocusTo_ = QApplication::focusWidget();
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    // Quick jobs finish before anything flickers.
+    window_.busyDelay_->start();
+}
+
+WindowBinding::BusyWindow::~BusyWindow() {
+    window_.busyDelay_->stop();
+    window_.busyIndicator()->hide();
+    QApplication::restoreOverrideCursor();
+    if (!locked_) return;
+    QPushButton* button = window_.sortBookmarksButton();
+    window_.lockGUI(false);
+    // Disabling the button moved the focus on; unless the user has moved it since, it goes back.
+    if (movedFocusTo_ && QApplication::focusWidget() == movedFocusTo_) button->setFocus(Qt::OtherFocusReason);
+}
 
 void WindowBinding::showAboutPanel() {
     if (!aboutController_) aboutController_ = std::make_unique<AboutController>();

@@ -12,6 +12,8 @@
 class QCheckBox;
 class QParallelAnimationGroup;
 class QPushButton;
+class QTimer;
+class QWidget;
 
 namespace orvane {
 
@@ -43,6 +45,23 @@ public:
     void updateSortBookmarksButtonTitle();
     // Only the Sort button is locked.
     void lockGUI(bool lock);
+
+    // The window while a job runs: the Sort button locked (for a sort), the busy pointer, and
+    // after half a second the busy indicator; afterwards the keyboard focus is back on the Sort
+    // button if the job took it from there.
+    class BusyWindow {
+    public:
+        BusyWindow(WindowBinding& window, bool lockSortButton);
+        ~BusyWindow();
+        BusyWindow(const BusyWindow&) = delete;
+        BusyWindow& operator=(const BusyWindow&) = delete;
+
+    private:
+        WindowBinding& window_;
+        bool locked_;
+        QPointer<QWidget> movedFocusTo_;  // where the focus went when the button was disabled
+    };
+    QWidget* busyIndicator() const;
     void showAboutPanel();
     void gotoMarrowfenURL();
 
@@ -50,11 +69,13 @@ private:
     QString sortBookmarksButtonTitle() const;
     // Where each animation ends: the title for the mode as it is now, centred.
     void showSortBookmarksButtonTitle();
+    void giveSortButtonKey(const QString& title);
 
     Workspace& workspace_;
     std::unique_ptr<MainWindow> window_;
     std::unique_ptr<AboutController> aboutController_;
     QPointer<QParallelAnimationGroup> buttonAnimation_;
+    QTimer* busyDelay_;
 };
 
 }  // namespace orvane

@@ -25,12 +25,14 @@ namespace {
 
 class TimedAlerts final : public AlertPresenter {
 public:
-    int showAlert(QWidget*, const QString& title, const QString&) override {
+    int showAlert(QWidget*, const QString& title, const QString&, const QString&) override {
         shownAt = clock.nsecsElapsed();
         lastTitle = title;
         return 1;
     }
-    bool confirmCritical(const QString&, const QString&, const QString&, const QString&) override { return false; }
+    bool confirmCritical(QWidget*, const QString&, const QString&, const QString&, const QString&) override {
+        return false;
+    }
     QElapsedTimer clock;
     qint64 shownAt = 0;
     QString lastTitle;
@@ -43,7 +45,7 @@ public:
 
 class NoServices final : public ServicesProvider {
 public:
-    bool provideServices(AppDelegate&) override { return true; }
+    ServiceOffer provideServices(AppDelegate&) override { return ServiceOffer::Offered; }
 };
 
 double median(std::vector<double> v) {

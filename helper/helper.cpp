@@ -6,6 +6,7 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QSettings>
+#include <utility>
 
 #include "bus_names.h"
 #include "files/application_folder.h"
@@ -14,6 +15,7 @@
 #include "job/messages.h"
 #include "job/sort_job.h"
 #include "settings.h"
+#include "stores/bookmark_store.h"
 #include "support/log.h"
 
 namespace orvane {
@@ -53,13 +55,17 @@ bool isServiceUnreachable(const QDBusError& error) {
            error.name().startsWith(QLatin1StringView("org.freedesktop.DBus.Error.Spawn."));
 }
 
-std::uint32_t runSortJobFromSettings() {
-    // The folder Orvane last told us of; the same one it would compute, unless it never ran.
+std::filesystem::path initialBackupFromSettings(const std::filesystem::path& bookmarksFile) {
+    // In the folder Orvane last told us of; the same one it would compute, unless it never ran.
+    const std::filesystem::path backup = defaultBackupFor(bookmarksFile);
     const QString folder = Settings::applicationFolder();
-    const JobRequest request(expandTilde(Settings::bookmarksFilename().toStdString()),
-                             folder.isEmpty() ? initialBackupFilename() : initialBackupFilename(folder.toStdString()),
-                             Settings::sortOptions());
-    return sortBookmarks(request).code;
+    if (folder.isEmpty()) return backup;
+    return std::filesystem::path(folder.toStdString()) / backup.lexically_relative(applicationFolder());
+}
+
+JobResult runSortJobFromSettings() {
+    const std::filesystem::path file = expandTilde(Settings::bookmarksFilename().toStdString());
+    return sortBookmarks(JobRequest(file, initialBackupFromSettings(file), Settings::sortOptions()));
 }
 
 Helper::Helper(QDBusConnection bus, QObject* parent)
@@ -69,6 +75,7 @@ Helper::Helper(QDBusConnection bus, QObject* parent)
       now_([] { return QDateTime::currentDateTimeUtc(); }) {
     wait_.setSingleShot(true);
     connect(&wait_, &QTimer::timeout, this, &Helper::requestSort);
+    connect(&release_, &ProfileRelease::released, this, &Helper::browserQuit);
 }
 
 Helper::~Helper() = default;
@@ -76,16 +83,48 @@ Helper::~Helper() = default;
 bool Helper::start() {
     const QString path = Settings::bookmarksFilename();
     events_ = std::make_unique<ZELEvents>(path, this);
-    if (events_->startWithLatency(Settings::bookmarksUpdateLatency())) return true;
-    log("start", "Could not begin watching " + path.toStdString() + " for changes.");
-    Settings::setLastHelperError(kHelperCannotWatch);
-    return false;
+    if (!events_->startWithLatency(Settings::bookmarksUpdateLatency())) {
+        log("start", "Could not begin watching " + path.toStdString() + " for changes.");
+        Settings::setLastHelperError(kHelperCannotWatch);
+        return false;
+    }
+    // A change may have come while the browser held the profile and no helper ran (Orvane then
+    // left it alone): whether one did is seen when the browser quits.
+    waitForBrowser("start");
+    changedWhileHeld_ = false;
+    return true;
 }
 
 void Helper::incomingEvent(ZELEvents&, std::uint32_t, std::uint64_t) {
     // The request under way, or the one waited for, covers this change: Orvane reads the file
     // only after it has answered.
     if (requestInFlight_ || wait_.isActive()) return;
+    changedWhileHeld_ = true;
+    if (release_.isWaiting() || waitForBrowser("incomingEvent:")) return;
+    changedWhileHeld_ = false;
+    changed();
+}
+
+bool Helper::waitForBrowser(const char* method) {
+    if (!release_.waitIfHeld(Settings::bookmarksFilename())) return false;
+    log(method, release_.holder().toStdString() +
+                    " is running with the profile; its bookmarks are looked at again when it quits.");
+    return true;
+}
+
+void Helper::browserQuit() {
+    const bool changed = std::exchange(changedWhileHeld_, false);
+    if (!changed) {
+        // Nothing was seen to change: sort only what a sort would change.
+        const std::filesystem::path file = expandTilde(Settings::bookmarksFilename().toStdString());
+        const Preview preview = previewSort(JobRequest(file, std::nullopt, Settings::sortOptions()));
+        if (preview.result.code != OVErrorSuccess || !preview.result.report.wouldWrite) return;
+    }
+    log("browserQuit", release_.holder().toStdString() + " has quit; the bookmarks are sorted now.");
+    this->changed();
+}
+
+void Helper::changed() {
     const qint64 wait = backoff_.waitBeforeRequest(now_());
     saveBackoff(backoff_);
     if (wait == 0) return requestSort();
@@ -135,10 +174,20 @@ void Helper::quitWhenAnswered() {
 void Helper::sortHere() {
     // The job's own write is not a change to sort again.
     events_->pause();
-    const std::uint32_t code = runSortJobFromSettings();
+    const JobResult result = runSortJobFromSettings();
     events_->unPause();
+    const std::uint32_t code = result.code;
+    // The browser came back before the sort could begin: the sort waits for it again.
+    if (code == OVErrorFileBusy && result.holder.kind == FileHolder::Running) {
+        changedWhileHeld_ = true;
+        if (waitForBrowser("sortHere")) {
+            emit sortRequestFinished();
+            return;
+        }
+    }
     if (code != OVErrorSuccess) {
-        log("sortHere", "The sort failed with code " + std::to_string(code) + ": " + shortMessage(code));
+        log("sortHere",
+            "The sort failed with code " + std::to_string(code) + ": " + shortMessage(code) + " " + result.reason);
         Settings::setLastHelperError(code);
     }
     emit sortRequestFinished();

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "bus_names.h"
+#include "desktop_log.h"
 #include "helper.h"
 #include "settings.h"
 #include "support/log.h"
@@ -60,8 +61,7 @@ int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);
     QCoreApplication::setOrganizationName(QString::fromLatin1(kOrganizationName));
     QCoreApplication::setApplicationName(QStringLiteral("OrvaneHelper"));
-    setLogIdent("OrvaneHelper");
-    setLogToStandardError(true);
+    logToDesktop("OrvaneHelper");
 
     QDBusConnection bus = QDBusConnection::sessionBus();
     Helper helper(bus);

@@ -18,7 +18,7 @@ packages=(cmake ninja-build g++ pkg-config libgtest-dev libbenchmark-dev libplis
   groff-base zsh fish)
 case "${1:-}" in
   --fuzz) packages+=(clang libclang-rt-dev) ;;
-  --screenshot) packages+=(imagemagick openbox x11-utils) ;;
+  --screenshot) packages+=(imagemagick openbox x11-utils xdotool) ;;
   --package) packages+=(dpkg-dev file lintian) ;;
 esac
 

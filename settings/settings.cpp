@@ -94,6 +94,7 @@ QString Settings::bookmarksFilename() {
     return FreshSettings().string(kBookmarksFilename,
                                   QString::fromStdString(expandTilde(safari::kDefaultBookmarksFile).string()));
 }
+bool Settings::bookmarksFilenameChosen() { return FreshSettings().stored(kBookmarksFilename).has_value(); }
 void Settings::setBookmarksFilename(const QString& filename) { write(kBookmarksFilename, filename); }
 
 QString Settings::applicationFolder() { return FreshSettings().string(kApplicationFolder); }

@@ -40,6 +40,8 @@ public:
 
     // Empty after an error cleared it, so that the next Sort asks for the file.
     static QString bookmarksFilename();
+    // Whether a file was ever stored, as opposed to the registered default being read.
+    static bool bookmarksFilenameChosen();
     static void setBookmarksFilename(const QString& filename);
 
     // The application folder as orvane last stored it for the helper; empty until orvane first

@@ -102,32 +102,16 @@ Ein Neustart des Computers behebt den Fehler hoffentlich.</translation>
         <source>No Name</source>
         <translation>Ohne Namen</translation>
     </message>
+    <message>
+        <source>%@ is currently using the bookmarks file, please quit it before sorting.</source>
+        <translation>%@ verwendet gerade die Lesezeichendatei, bitte beenden Sie das Programm vor dem Sortieren.</translation>
+    </message>
 </context>
 <context>
     <name>MainWindow</name>
     <message>
         <source>Orvane</source>
         <translation>Orvane</translation>
-    </message>
-    <message>
-        <source>Arrange folders at top</source>
-        <translation>Ordner zuoberst anordnen</translation>
-    </message>
-    <message>
-        <source>Remove duplicate bookmarks</source>
-        <translation>Doppelte Lesezeichen entfernen</translation>
-    </message>
-    <message>
-        <source>Rename bookmarks with the same name</source>
-        <translation>Gleichnamige Lesezeichen umbenennen</translation>
-    </message>
-    <message>
-        <source>Sort the Bookmarks Bar too</source>
-        <translation>Auch die Lesezeichenleiste sortieren</translation>
-    </message>
-    <message>
-        <source>Sort automatically when the bookmarks change</source>
-        <translation>Automatisch sortieren, wenn sich die Lesezeichen ändern</translation>
     </message>
     <message>
         <source>&amp;File</source>
@@ -160,6 +144,30 @@ Ein Neustart des Computers behebt den Fehler hoffentlich.</translation>
     <message>
         <source>&amp;About Orvane</source>
         <translation>Ü&amp;ber Orvane</translation>
+    </message>
+    <message>
+        <source>&amp;Bookmarks of:</source>
+        <translation>Lesezeichen &amp;von:</translation>
+    </message>
+    <message>
+        <source>&amp;Arrange folders at top</source>
+        <translation>&amp;Ordner zuoberst anordnen</translation>
+    </message>
+    <message>
+        <source>Remove &amp;duplicate bookmarks</source>
+        <translation>Doppelte Lesezeichen &amp;entfernen</translation>
+    </message>
+    <message>
+        <source>&amp;Rename bookmarks with the same name</source>
+        <translation>Gleichnamige Lesezeichen &amp;umbenennen</translation>
+    </message>
+    <message>
+        <source>Sort the Bookmarks Bar &amp;too</source>
+        <translation>Auch die Lesezeichen&amp;leiste sortieren</translation>
+    </message>
+    <message>
+        <source>Sort a&amp;utomatically when the bookmarks change</source>
+        <translation>&amp;Automatisch sortieren, wenn sich die Lesezeichen ändern</translation>
     </message>
 </context>
 <context>
@@ -298,6 +306,69 @@ Thank you!</source>
 Bitte aktualisieren Sie Safari, indem Sie „Softwareaktualisierung...“ im Menü „Apple“ () wählen (die Aktualisierung ist kostenlos und macht Ihr Surfen angenehmer.)
 
 Vielen Dank!</translation>
+    </message>
+    <message>
+        <source>Bookmarks files (*.plist Bookmarks places.sqlite)</source>
+        <translation>Lesezeichendateien (*.plist Bookmarks places.sqlite)</translation>
+    </message>
+    <message>
+        <source>All files (*)</source>
+        <translation>Alle Dateien (*)</translation>
+    </message>
+    <message>
+        <source>The bookmarks file is not located in its usual place.
+
+Please locate and select %@’s bookmarks file in the next dialog (it’s usually named: %@.)</source>
+        <translation>Die Lesezeichendatei befindet sich nicht an ihrem üblichen Ort.
+
+Bitte suchen und wählen Sie im nächsten Dialog die Lesezeichendatei von %@ (sie heißt meist: %@.)</translation>
+    </message>
+    <message>
+        <source>This action will restore %1’s bookmarks as they were before running this program for the first time.
+
+Please note that this action will also remove and/or restore any bookmarks that you may have added or removed since initially running this program.
+
+Would you like to restore your initial backup?</source>
+        <translation>Dieser Vorgang stellt die Lesezeichen von %1 so wieder her, wie sie vor dem ersten Start dieses Programms waren.
+
+Bitte beachten Sie, dass dabei auch alle Lesezeichen entfernt oder wiederhergestellt werden, die Sie seit dem ersten Start dieses Programms hinzugefügt oder entfernt haben.
+
+Möchten Sie Ihre erste Sicherungskopie wiederherstellen?</translation>
+    </message>
+    <message>
+        <source>%1 syncs these bookmarks with your account: sync would undo a sort made outside it and bring removed bookmarks back, so the bookmarks file “%2” was left as it was.</source>
+        <translation>%1 synchronisiert diese Lesezeichen mit Ihrem Konto: Die Synchronisierung würde eine außerhalb des Browsers vorgenommene Sortierung rückgängig machen und entfernte Lesezeichen zurückbringen, deshalb wurde die Lesezeichendatei „%2“ nicht verändert.</translation>
+    </message>
+    <message>
+        <source>The file “%1” is not a bookmarks file. Please locate and select %2’s bookmarks file.</source>
+        <translation>Die Datei „%1“ ist keine Lesezeichendatei. Bitte suchen und wählen Sie die Lesezeichendatei von %2.</translation>
+    </message>
+    <message>
+        <source>The file “%1” was written in its new order.</source>
+        <translation>Die Datei „%1“ wurde in ihrer neuen Ordnung gespeichert.</translation>
+    </message>
+    <message>
+        <source>Nothing changed: the bookmarks were already in order, so the file “%1” was not written.</source>
+        <translation>Nichts hat sich geändert: Die Lesezeichen waren schon geordnet, deshalb wurde die Datei „%1“ nicht geschrieben.</translation>
+    </message>
+    <message>
+        <source>Working…</source>
+        <translation>In Arbeit…</translation>
+    </message>
+</context>
+<context>
+    <name>orvane::BookmarksChooser</name>
+    <message>
+        <source>Bookmarks of</source>
+        <translation>Lesezeichen von</translation>
+    </message>
+    <message>
+        <source>No file chosen</source>
+        <translation>Keine Datei gewählt</translation>
+    </message>
+    <message>
+        <source>Other file…</source>
+        <translation>Andere Datei…</translation>
     </message>
 </context>
 </TS>

@@ -102,32 +102,16 @@ Un redémarrage de votre ordinateur devrait résoudre le problème.</translation
         <source>No Name</source>
         <translation>Sans nom</translation>
     </message>
+    <message>
+        <source>%@ is currently using the bookmarks file, please quit it before sorting.</source>
+        <translation>%@ utilise actuellement le fichier de signets, veuillez le quitter avant de trier.</translation>
+    </message>
 </context>
 <context>
     <name>MainWindow</name>
     <message>
         <source>Orvane</source>
         <translation>Orvane</translation>
-    </message>
-    <message>
-        <source>Arrange folders at top</source>
-        <translation>Placer les dossiers en tête</translation>
-    </message>
-    <message>
-        <source>Remove duplicate bookmarks</source>
-        <translation>Supprimer les signets en double</translation>
-    </message>
-    <message>
-        <source>Rename bookmarks with the same name</source>
-        <translation>Renommer les signets de même nom</translation>
-    </message>
-    <message>
-        <source>Sort the Bookmarks Bar too</source>
-        <translation>Trier aussi la barre des signets</translation>
-    </message>
-    <message>
-        <source>Sort automatically when the bookmarks change</source>
-        <translation>Trier automatiquement quand les signets changent</translation>
     </message>
     <message>
         <source>&amp;File</source>
@@ -160,6 +144,30 @@ Un redémarrage de votre ordinateur devrait résoudre le problème.</translation
     <message>
         <source>&amp;About Orvane</source>
         <translation>À &amp;propos d’Orvane</translation>
+    </message>
+    <message>
+        <source>&amp;Bookmarks of:</source>
+        <translation>Signets &amp;de&#xa0;:</translation>
+    </message>
+    <message>
+        <source>&amp;Arrange folders at top</source>
+        <translation>&amp;Placer les dossiers en tête</translation>
+    </message>
+    <message>
+        <source>Remove &amp;duplicate bookmarks</source>
+        <translation>&amp;Supprimer les signets en double</translation>
+    </message>
+    <message>
+        <source>&amp;Rename bookmarks with the same name</source>
+        <translation>&amp;Renommer les signets de même nom</translation>
+    </message>
+    <message>
+        <source>Sort the Bookmarks Bar &amp;too</source>
+        <translation>Trier aussi la &amp;barre des signets</translation>
+    </message>
+    <message>
+        <source>Sort a&amp;utomatically when the bookmarks change</source>
+        <translation>Trier a&amp;utomatiquement quand les signets changent</translation>
     </message>
 </context>
 <context>
@@ -298,6 +306,69 @@ Thank you!</source>
 Veuillez mettre à jour Safari en choisissant «&#xa0;Mise à jour de logiciels...&#xa0;» dans le menu «&#xa0;Apple&#xa0;» () (la mise à jour est gratuite et rendra votre navigation plus agréable.)
 
 Merci&#xa0;!</translation>
+    </message>
+    <message>
+        <source>Bookmarks files (*.plist Bookmarks places.sqlite)</source>
+        <translation>Fichiers de signets (*.plist Bookmarks places.sqlite)</translation>
+    </message>
+    <message>
+        <source>All files (*)</source>
+        <translation>Tous les fichiers (*)</translation>
+    </message>
+    <message>
+        <source>The bookmarks file is not located in its usual place.
+
+Please locate and select %@’s bookmarks file in the next dialog (it’s usually named: %@.)</source>
+        <translation>Le fichier de signets ne se trouve pas à son emplacement habituel.
+
+Veuillez localiser et sélectionner le fichier de signets de %@ dans la fenêtre suivante (il s’appelle généralement&#xa0;: %@.)</translation>
+    </message>
+    <message>
+        <source>This action will restore %1’s bookmarks as they were before running this program for the first time.
+
+Please note that this action will also remove and/or restore any bookmarks that you may have added or removed since initially running this program.
+
+Would you like to restore your initial backup?</source>
+        <translation>Cette action rétablira les signets de %1 tels qu’ils étaient avant la première utilisation de ce programme.
+
+Veuillez noter que cette action supprimera ou rétablira aussi les signets que vous avez pu ajouter ou supprimer depuis la première utilisation de ce programme.
+
+Voulez-vous restaurer votre sauvegarde initiale&#xa0;?</translation>
+    </message>
+    <message>
+        <source>%1 syncs these bookmarks with your account: sync would undo a sort made outside it and bring removed bookmarks back, so the bookmarks file “%2” was left as it was.</source>
+        <translation>%1 synchronise ces signets avec votre compte&#xa0;: la synchronisation annulerait un tri fait en dehors du navigateur et ferait revenir les signets supprimés&#xa0;; le fichier de signets «&#xa0;%2&#xa0;» a donc été laissé tel quel.</translation>
+    </message>
+    <message>
+        <source>The file “%1” is not a bookmarks file. Please locate and select %2’s bookmarks file.</source>
+        <translation>Le fichier «&#xa0;%1&#xa0;» n’est pas un fichier de signets. Veuillez localiser et sélectionner le fichier de signets de %2.</translation>
+    </message>
+    <message>
+        <source>The file “%1” was written in its new order.</source>
+        <translation>Le fichier «&#xa0;%1&#xa0;» a été enregistré dans son nouvel ordre.</translation>
+    </message>
+    <message>
+        <source>Nothing changed: the bookmarks were already in order, so the file “%1” was not written.</source>
+        <translation>Rien n’a changé&#xa0;: les signets étaient déjà en ordre, le fichier «&#xa0;%1&#xa0;» n’a donc pas été réécrit.</translation>
+    </message>
+    <message>
+        <source>Working…</source>
+        <translation>Travail en cours…</translation>
+    </message>
+</context>
+<context>
+    <name>orvane::BookmarksChooser</name>
+    <message>
+        <source>Bookmarks of</source>
+        <translation>Signets de</translation>
+    </message>
+    <message>
+        <source>No file chosen</source>
+        <translation>Aucun fichier choisi</translation>
+    </message>
+    <message>
+        <source>Other file…</source>
+        <translation>Autre fichier…</translation>
     </message>
 </context>
 </TS>

@@ -4,6 +4,7 @@
 #include <QAccessible>
 #include <QAction>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QFile>
 #include <QMenu>
 #include <QPushButton>
@@ -15,6 +16,7 @@
 #include "helper_codes.h"
 #include "job/error_codes.h"
 #include "main_window.h"
+#include "profiles/discovery.h"
 #include "settings.h"
 #include "support/log.h"
 #include "support/translation.h"
@@ -66,6 +68,9 @@ private slots:
     void helperLoginItemFailuresOnlyLog();
     void restoreAsksFirstAndFollowsTheBackup();
     void restoreRefusesABackupThatHoldsNoBookmarks();
+    void eachProfileHasABackupOfItsOwn();
+    void aBrowserProfileIsNotSafari();
+    void theFirstChoiceOfBookmarks();
     void sortButtonRetitlesAfterItsAnimation();
     void serviceRequestsWaitUntilTheControllerIsIdle();
     void serviceCallTimeWindow();
@@ -89,8 +94,9 @@ void AppControllerTest::checkBoxesShowAndChangeTheirSettings() {
         const bool before = box->isChecked();
         box->click();
         QCOMPARE(setting(), !before);
-        // What a screen reader announces is what the box says.
-        QCOMPARE(QAccessible::queryAccessibleInterface(box)->text(QAccessible::Name), box->text());
+        // What a screen reader announces is what the box says, without its mnemonic's mark.
+        QCOMPARE(QAccessible::queryAccessibleInterface(box)->text(QAccessible::Name),
+                 QString(box->text()).remove(QLatin1Char('&')));
         QVERIFY(!box->text().isEmpty());
     }
 }
@@ -107,8 +113,8 @@ void AppControllerTest::resultAlertsByCode() {
         QString title, message;
         bool clearsName;
     };
-    // The initial copy in the application folder, whichever bookmarks file is meant.
-    const QString backup = initialBackupPath();
+    // Safari's initial copy in the application folder.
+    const QString backup = initialBackupPathFor(stored);
     QCOMPARE(backup, home.path(".local/share/Orvane/Bookmarks (Initial Copy).plist"));
     const QList<Case> cases = {
         {0, kSorted, "The bookmarks file was opened, sorted and saved.", false},
@@ -408,7 +414,7 @@ void AppControllerTest::restoreRefusesABackupThatHoldsNoBookmarks() {
         const QString file = rig.home.putSampleBookmarks();
         const QByteArray original = contents(file);
         QDir().mkpath(rig.home.path(".local/share/Orvane"));
-        putBackup(initialBackupPath());
+        putBackup(initialBackupPathFor(file));
         rig.alerts.confirm = true;
         // The menu offers it: something is there.
         rig.controller->restoreCommand().menuNeedsUpdate(rig.controller->window()->findChild<QMenu*>("fileMenu"));
@@ -421,8 +427,164 @@ void AppControllerTest::restoreRefusesABackupThatHoldsNoBookmarks() {
                  "have read and write privilages for the file “" +
                      file + ".”");
         // The refused backup stays where it was, for the user to look at.
-        QVERIFY2(QFileInfo::exists(initialBackupPath()), name);
+        QVERIFY2(QFileInfo::exists(initialBackupPathFor(file)), name);
     }
+}
+
+void AppControllerTest::eachProfileHasABackupOfItsOwn() {
+    ControllerRig rig;
+    AppDelegate& c = *rig.controller;
+    const QString safari = rig.home.putSampleBookmarks();
+    const QString work = rig.home.putChromiumProfile("google-chrome", "Profile 1", "Work");
+    const QString original = QString::fromUtf8(contents(work));
+    Settings::setBookmarksFilename(work);
+    c.sortBookmarks();
+    QCOMPARE(titles(rig.alerts.shown), QStringList{kSorted});
+    QVERIFY(contents(work) != original.toUtf8());
+    const QString backup = initialBackupPathFor(work);
+    QCOMPARE(QFileInfo(backup).path(), rig.home.path(".local/share/Orvane/Initial Copies"));
+    QCOMPARE(contents(backup), original.toUtf8());
+    QVERIFY(!QFileInfo::exists(initialBackupPathFor(safari)));
+
+    // The menu offers the chosen file's backup only.
+    QMenu* fileMenu = c.window()->findChild<QMenu*>("fileMenu");
+    c.restoreCommand().menuNeedsUpdate(fileMenu);
+    QVERIFY(restoreMenuItem(c)->isEnabled());
+    Settings::setBookmarksFilename(safari);
+    c.restoreCommand().menuNeedsUpdate(fileMenu);
+    QVERIFY(!restoreMenuItem(c)->isEnabled());
+
+    Settings::setBookmarksFilename(work);
+    rig.alerts.confirm = true;
+    rig.alerts.shown.clear();
+    c.restoreCommand().restoreInitialBackup();
+    QCOMPARE(rig.alerts.shown[0].message,
+             QStringLiteral("The initial backup of your bookmarks have now been restored."));
+    QCOMPARE(contents(work), original.toUtf8());
+    QVERIFY(!QFileInfo::exists(backup));
+}
+
+void AppControllerTest::aBrowserProfileIsNotSafari() {
+    // A launch with a profile chosen shows no Safari alert, even with no Safari at all.
+    for (const bool firefox : {true, false}) {
+        ControllerRig rig;
+        rig.safari.version = std::nullopt;
+        Settings::setBookmarksFilename(firefox ? rig.home.putFirefoxProfile("default-release", true)
+                                               : rig.home.putChromiumProfile("chromium", "Default", "Person 1"));
+        rig.controller->applicationDidFinishLaunching();
+        QVERIFY(rig.alerts.shown.isEmpty());
+    }
+
+    // Its sort leaves a running, outdated Safari alone; Safari's file still has it refreshed.
+    ControllerRig rig;
+    AppDelegate& c = *rig.controller;
+    rig.safari.version = QStringLiteral("5.0");
+    rig.safari.preferences = rig.home.path("none.plist");
+    rig.safari.running = {{"com.apple.Safari", 11}};
+    const QString safari = rig.home.putSampleBookmarks();
+    const QString work = rig.home.putChromiumProfile("google-chrome", "Profile 1", "Work");
+    Settings::setBookmarksFilename(work);
+    c.sortBookmarks();
+    QCOMPARE(titles(rig.alerts.shown), QStringList{kSorted});
+    QVERIFY(rig.safari.askedFor.isEmpty());
+    Settings::setBookmarksFilename(safari);
+    c.sortBookmarks();
+    QCOMPARE(rig.safari.askedFor, QStringList{"com.apple.Safari"});
+    QVERIFY(rig.safari.events.contains("activate com.apple.Safari"));
+
+    // Held by its browser, the profile is left alone and the alert names the browser.
+    rig.home.putChromiumProfile("google-chrome", "Profile 1", "Work");
+    const QByteArray unsorted = contents(work);
+    FakeBrowser chrome(rig.home.path(".config/google-chrome"));
+    QVERIFY(chrome.start());
+    Settings::setBookmarksFilename(work);
+    rig.alerts.shown.clear();
+    c.sortBookmarks();
+    QCOMPARE(titles(rig.alerts.shown), QStringList{kSortFailed});
+    QCOMPARE(rig.alerts.shown[0].message,
+             QStringLiteral("Google Chrome is currently using the bookmarks file, please quit it before sorting."));
+    QCOMPARE(contents(work), unsorted);
+    chrome.quit();
+
+    // Its other alerts name it where Safari's name Safari.
+    rig.alerts.confirm = false;
+    c.restoreCommand().restoreInitialBackup();
+    QVERIFY(rig.alerts.confirmations[0].message.startsWith(
+        "This action will restore Google Chrome’s bookmarks as they were before running this program for the first "
+        "time.\n\nPlease note"));
+    rig.alerts.shown.clear();
+    SortCommand::showResult(c.alertSheet(), kOVSyncedBookmarks);
+    QCOMPARE(rig.alerts.shown[0].message,
+             "Google Chrome syncs these bookmarks with your account: sync would undo a sort made outside it and bring "
+             "removed bookmarks back, so the bookmarks file “" +
+                 work + "” was left as it was.");
+    SortCommand::showResult(c.alertSheet(), OVErrorNotBookmarksFile);
+    QCOMPARE(rig.alerts.shown[1].message, "The file “" + work +
+                                              "” is not a bookmarks file. Please locate and select Google Chrome’s "
+                                              "bookmarks file.");
+    QCOMPARE(Settings::bookmarksFilename(), QString());
+
+    // A profile that went away: the locate alert names the browser and its file's name, and the
+    // panel starts as near the profile as it can.
+    Settings::setBookmarksFilename(work);
+    QFile::remove(work);
+    rig.alerts.shown.clear();
+    rig.files.asked.clear();
+    c.sortBookmarks();
+    QCOMPARE(titles(rig.alerts.shown), QStringList{"Cannot locate the bookmarks file"});
+    QCOMPARE(rig.alerts.shown[0].message,
+             QStringLiteral("The bookmarks file is not located in its usual place.\n\nPlease locate and select Google "
+                            "Chrome’s bookmarks file in the next dialog (it’s usually named: Bookmarks.)"));
+    QCOMPARE(rig.files.asked,
+             (QList<QStringList>{{rig.home.path(".config/google-chrome/Profile 1"),
+                                  "Bookmarks files (*.plist Bookmarks places.sqlite);;All files (*)"}}));
+}
+
+void AppControllerTest::theFirstChoiceOfBookmarks() {
+    auto profile = [](const char* browser, const char* name, bool isDefault) {
+        BrowserProfile found;
+        found.browser = browser;
+        found.name = name;
+        found.bookmarksFile = std::string("/p/") + browser + "/" + name;
+        found.isDefault = isDefault;
+        return found;
+    };
+    const QString missing = QStringLiteral("/nowhere/Bookmarks.plist");
+    QCOMPARE(BookmarksChooser::firstChoice({}, missing), missing);
+    Discovery found;
+    found.profiles = {profile("firefox", "old", false), profile("firefox", "default-release", true),
+                      profile("chromium", "Default", true)};
+    QCOMPARE(BookmarksChooser::firstChoice(found, missing), QStringLiteral("/p/firefox/default-release"));
+    found.profiles = {profile("firefox", "old", false), profile("chromium", "Default", true)};
+    QCOMPARE(BookmarksChooser::firstChoice(found, missing), QStringLiteral("/p/firefox/old"));
+    found.profiles = {profile("google-chrome", "Work", false), profile("google-chrome", "Default", true),
+                      profile("chromium", "Default", true)};
+    QCOMPARE(BookmarksChooser::firstChoice(found, missing), QStringLiteral("/p/google-chrome/Default"));
+
+    // At launch, with nothing chosen yet and no Safari file, Firefox's default profile is chosen
+    // and stored, and the launch shows no Safari alert.
+    ControllerRig rig;
+    rig.safari.version = std::nullopt;
+    rig.home.putChromiumProfile("chromium", "Default", "Person 1");
+    rig.home.putFirefoxProfile("old", false);
+    const QString firefox = rig.home.putFirefoxProfile("default-release", true);
+    rig.controller->applicationDidFinishLaunching();
+    QCOMPARE(Settings::bookmarksFilename(), firefox);
+    QVERIFY(Settings::bookmarksFilenameChosen());
+    QVERIFY(rig.alerts.shown.isEmpty());
+    QCOMPARE(BookmarksChooser::firstChoice(discoverProfiles(), rig.home.path("Library/Safari/Bookmarks.plist")),
+             firefox);
+    // Safari's file wins where it exists, but a choice once made stays.
+    const QString safari = rig.home.putSampleBookmarks();
+    QCOMPARE(BookmarksChooser::firstChoice(discoverProfiles(), safari), safari);
+    rig.controller->bookmarksChooser().refresh();
+    QCOMPARE(Settings::bookmarksFilename(), firefox);
+    // Nothing but Safari's file where nothing else is found: nothing is stored.
+    ControllerRig plain;
+    plain.safari.version = std::nullopt;
+    plain.controller->applicationDidFinishLaunching();
+    QVERIFY(!Settings::bookmarksFilenameChosen());
+    QCOMPARE(titles(plain.alerts.shown), QStringList{"Please update Safari"});
 }
 
 void AppControllerTest::sortButtonRetitlesAfterItsAnimation() {
@@ -511,6 +673,9 @@ void AppControllerTest::everyPartSpeaksTheUsersLanguage() {
         QCOMPARE(rig.alerts.confirmations[0].title,
                  QStringLiteral("Sie sind dabei, die erste Sicherungskopie Ihrer Lesezeichen wiederherzustellen"));
         QCOMPARE(c.windowBinding().sortBookmarksButton()->accessibleName(), QStringLiteral("Lesezeichen sortieren"));
+        const auto* chooser = c.window()->findChild<QComboBox*>("bookmarksChooser");
+        QCOMPARE(chooser->accessibleName(), QStringLiteral("Lesezeichen von"));
+        QCOMPARE(chooser->itemText(chooser->count() - 1), QStringLiteral("Andere Datei…"));
 
         // The result alert: its title from the application's catalogue, its message from the engine's.
         rig.alerts.shown.clear();

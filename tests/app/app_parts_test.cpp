@@ -140,6 +140,7 @@ void AppPartsTest::everyEngineTextIsInTheCatalogue() {
     for (std::uint32_t code = 0; code <= 10; ++code) {
         shortMessage(code);
         messageForUser(code, "file");
+        messageForUser(code, "file", "Chromium");
     }
     untitledName();
     setTranslator(previous);
@@ -149,16 +150,21 @@ void AppPartsTest::everyEngineTextIsInTheCatalogue() {
 }
 
 void AppPartsTest::germanAndFrenchCatalogues() {
-    for (const auto& [language, sorted, engine] :
-         {std::tuple{QLocale::German, "Die Lesezeichen sind jetzt sortiert",
-                     "Die Lesezeichendatei wurde geöffnet, sortiert und gespeichert."},
+    for (const auto& [language, sorted, engine, busy] :
+         {std::tuple{
+              QLocale::German, "Die Lesezeichen sind jetzt sortiert",
+              "Die Lesezeichendatei wurde geöffnet, sortiert und gespeichert.",
+              "Chromium verwendet gerade die Lesezeichendatei, bitte beenden Sie das Programm vor dem Sortieren."},
           std::tuple{QLocale::French, "Les signets sont maintenant triés",
-                     "Le fichier de signets a été ouvert, trié et enregistré."}}) {
+                     "Le fichier de signets a été ouvert, trié et enregistré.",
+                     "Chromium utilise actuellement le fichier de signets, veuillez le quitter avant de trier."}}) {
         QLocale::setDefault(QLocale(language));
         installTranslations(*QCoreApplication::instance());
         QCOMPARE(QCoreApplication::translate("orvane::AppDelegate", "The bookmarks are now sorted"),
                  QString::fromUtf8(sorted));
         QCOMPARE(QString::fromStdString(messageForUser(0, "f")), QString::fromUtf8(engine));
+        // A browser's name goes where the text has its place.
+        QCOMPARE(QString::fromStdString(messageForUser(8, "f", "Chromium")), QString::fromUtf8(busy));
         for (QTranslator* translator : QCoreApplication::instance()->findChildren<QTranslator*>())
             QCoreApplication::removeTranslator(translator), delete translator;
     }

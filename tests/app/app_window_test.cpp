@@ -1,7 +1,9 @@
 // The real window and the real dialogs, offscreen, driven as a person would: press Sort, read
 // the alert and dismiss it; open the restore panel and press Return.
 #include <QAbstractButton>
+#include <QAccessible>
 #include <QAction>
+#include <QComboBox>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QtTest>
@@ -10,6 +12,7 @@
 #include "app_fakes.h"
 #include "main_window.h"
 #include "platform_linux.h"
+#include "settings.h"
 #include "test_support.h"
 
 using namespace orvane;
@@ -43,12 +46,23 @@ std::string outline(const QString& file) {
     return result.exitCode == 0 && heading != std::string::npos ? result.out.substr(heading + 1) : std::string();
 }
 
+// The control a screen reader announces under `name`, found as a screen reader finds it: through
+// the accessibility tree below `root`.
+QAccessibleInterface* findByAccessibleName(QAccessibleInterface* root, const QString& name) {
+    if (!root) return nullptr;
+    if (root->text(QAccessible::Name) == name) return root;
+    for (int i = 0; i < root->childCount(); ++i)
+        if (QAccessibleInterface* found = findByAccessibleName(root->child(i), name)) return found;
+    return nullptr;
+}
+
 }  // namespace
 
 class AppWindowTest : public QObject {
     Q_OBJECT
 private slots:
     void sortButtonSortsAsTheCommandLineDoes();
+    void bookmarksOfChoosesWhoseBookmarksAreSorted();
 };
 
 void AppWindowTest::sortButtonSortsAsTheCommandLineDoes() {
@@ -94,6 +108,60 @@ void AppWindowTest::sortButtonSortsAsTheCommandLineDoes() {
     QCOMPARE(seen.defaultButton, QStringLiteral("Cancel"));
     QVERIFY(controller.restoreCommand().canRestoreInitialBackup());
     QCOMPARE(outline(file), sorted);
+}
+
+void AppWindowTest::bookmarksOfChoosesWhoseBookmarksAreSorted() {
+    ControllerRig rig;
+    ScratchHome& home = rig.home;
+    const QString safari = home.putSampleBookmarks();
+    const QByteArray safariBefore = contents(safari);
+    const QString firefox = home.putFirefoxProfile("default-release", true);
+    const QString work = home.putChromiumProfile("google-chrome", "Profile 1", "Work");
+    const QByteArray workBefore = contents(work);
+    AppDelegate& controller = *rig.controller;
+    controller.applicationDidFinishLaunching();
+    QVERIFY(QTest::qWaitForWindowExposed(controller.window()));
+
+    QAccessibleInterface* chooser =
+        findByAccessibleName(QAccessible::queryAccessibleInterface(controller.window()), "Bookmarks of");
+    QVERIFY(chooser);
+    QCOMPARE(chooser->role(), QAccessible::ComboBox);
+    auto* box = qobject_cast<QComboBox*>(chooser->object());
+    QVERIFY(box);
+    QStringList items;
+    for (int i = 0; i < box->count(); ++i) items.append(box->itemText(i));
+    QCOMPARE(items, (QStringList{"Safari", "Firefox — default-release", "Google Chrome — Work", "", "Other file…"}));
+    QCOMPARE(chooser->text(QAccessible::Value), QStringLiteral("Safari"));
+
+    // The keyboard picks the next file, and the setting follows: the Sort command sorts it.
+    box->setFocus();
+    QTest::keyClick(box, Qt::Key_Down);
+    QCOMPARE(chooser->text(QAccessible::Value), QStringLiteral("Firefox — default-release"));
+    QCOMPARE(Settings::bookmarksFilename(), firefox);
+    QTest::keyClick(box, Qt::Key_Down);
+    QCOMPARE(chooser->text(QAccessible::Value), QStringLiteral("Google Chrome — Work"));
+    QCOMPARE(Settings::bookmarksFilename(), work);
+    controller.sortBookmarks();
+    QCOMPARE(rig.alerts.shown.last().title, QStringLiteral("The bookmarks are now sorted"));
+    QVERIFY(contents(work) != workBefore);
+    QCOMPARE(contents(safari), safariBefore);
+
+    // "Other file…" asks for a file; cancelled, the choice stays as it was.
+    QTest::keyClick(box, Qt::Key_Down);  // past the separator
+    QCOMPARE(rig.files.asked.size(), 1);
+    QCOMPARE(rig.files.asked[0][0], home.path(".config/google-chrome/Profile 1"));
+    QCOMPARE(chooser->text(QAccessible::Value), QStringLiteral("Google Chrome — Work"));
+    QCOMPARE(Settings::bookmarksFilename(), work);
+    // Picked, the file is the choice and the list shows it by its path.
+    const QString other = home.path("Elsewhere.plist");
+    ScratchHome::saveSampleOver(other);
+    rig.files.answer = other;
+    QTest::keyClick(box, Qt::Key_End);
+    QCOMPARE(Settings::bookmarksFilename(), other);
+    QCOMPARE(chooser->text(QAccessible::Value), QStringLiteral("~/Elsewhere.plist"));
+    QCOMPARE(box->itemText(box->count() - 1), QStringLiteral("Other file…"));
+    QTest::keyClick(box, Qt::Key_Home);
+    QCOMPARE(Settings::bookmarksFilename(), safari);
 }
 
 QTEST_MAIN(AppWindowTest)

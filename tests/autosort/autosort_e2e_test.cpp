@@ -5,8 +5,10 @@
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusReply>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QtTest>
 #include <csignal>
 
@@ -80,8 +82,14 @@ public:
     void startHelper() {
         auto* helper = new QProcess(&daemon_);
         helper->setProcessEnvironment(environment_);
-        helper->setProcessChannelMode(QProcess::ForwardedChannels);
+        helper->setProcessChannelMode(QProcess::ForwardedOutputChannel);
         helper->start(ORVANE_BUILD_DIR "/bin/orvane-helper", {});
+    }
+    // What the helpers started here have logged so far.
+    QString helperLog() {
+        for (QProcess* helper : daemon_.findChildren<QProcess*>())
+            helperLog_ += QString::fromUtf8(helper->readAllStandardError());
+        return helperLog_;
     }
 
 private:
@@ -93,7 +101,7 @@ private:
     QProcess daemon_;
     QProcessEnvironment environment_;
     QString address_;
-    QString log_;
+    QString log_, helperLog_;
     std::unique_ptr<QDBusConnection> bus_;
 };
 
@@ -110,6 +118,8 @@ class AutosortEndToEndTest : public QObject {
 private slots:
     void serviceCallStartsOrvaneWhichSortsAndQuits();
     void helperHasChangesSortedAndComesBack();
+    void aProfileIsSortedOnlyOnceItsBrowserHasQuit();
+    void logLinesAreKeptWithoutAJournal();
 };
 
 void AutosortEndToEndTest::serviceCallStartsOrvaneWhichSortsAndQuits() {
@@ -151,6 +161,79 @@ void AutosortEndToEndTest::helperHasChangesSortedAndComesBack() {
     QCOMPARE(bus.orvaneStarts(), 1);
     QVERIFY(bus.owner(kOrvaneBusName).isEmpty());
     QVERIFY(!Settings::lastHelperError());
+}
+
+void AutosortEndToEndTest::aProfileIsSortedOnlyOnceItsBrowserHasQuit() {
+    PrivateSession bus(true);
+    QVERIFY(bus.ok());
+    const QString file = bus.home.putChromiumProfile("chromium", "Default", "Person 1");
+    QVERIFY(!isSorted(file));
+    Settings::setBookmarksFilename(file);
+    FakeBrowser chromium(bus.home.path(".config/chromium"));
+    QVERIFY(chromium.start());
+    bus.startHelper();
+    QTRY_VERIFY_WITH_TIMEOUT(!bus.owner(kHelperBusName).isEmpty(), kDeadlineMs);
+
+    // Saved while the browser runs with the profile: the helper leaves it alone and Orvane is not
+    // started, however long the browser runs.
+    QFile::remove(file);
+    QFile::copy(sampleChromiumBookmarks(), file);
+    QTRY_VERIFY_WITH_TIMEOUT(bus.helperLog().contains("is running with the profile"), kDeadlineMs);
+    QCOMPARE(bus.orvaneStarts(), 0);
+    QCOMPARE(contents(file), contents(sampleChromiumBookmarks()));
+
+    // The browser quits: sorted within seconds, by the Orvane the helper has started, which then
+    // quits and hands the watching to a new helper.
+    QElapsedTimer quit;
+    quit.start();
+    chromium.quit();
+    QTRY_VERIFY_WITH_TIMEOUT(isSorted(file), kDeadlineMs);
+    QVERIFY2(quit.elapsed() < 5000, qPrintable(QString::number(quit.elapsed())));
+    QCOMPARE(bus.orvaneStarts(), 1);
+    QTRY_VERIFY_WITH_TIMEOUT(bus.owner(kOrvaneBusName).isEmpty(), kDeadlineMs);
+    QTRY_VERIFY_WITH_TIMEOUT(!bus.owner(kHelperBusName).isEmpty(), kDeadlineMs);
+    QVERIFY(!Settings::lastHelperError());
+}
+
+void AutosortEndToEndTest::logLinesAreKeptWithoutAJournal() {
+    PrivateSession bus(false);
+    QVERIFY(bus.ok());
+    const QString logFile = bus.home.path(".local/state/orvane/orvane.log");
+    qputenv("XDG_STATE_HOME", bus.home.path(".local/state").toUtf8());
+
+    // A helper started by hand: its lines on standard error and in the file, whatever the system
+    // log does with them (this system may have none).
+    Settings::setBookmarksFilename(bus.home.path("gone/Bookmarks.plist"));
+    QProcess helper;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.remove("DBUS_SESSION_BUS_ADDRESS");
+    helper.setProcessEnvironment(environment);
+    helper.start(ORVANE_BUILD_DIR "/bin/orvane-helper", {});
+    QVERIFY(helper.waitForFinished(kDeadlineMs));
+    QCOMPARE(helper.exitCode(), 1);
+    const QString line =
+        "-[OrvaneHelper start] Could not begin watching " + bus.home.path("gone/Bookmarks.plist") + " for changes.";
+    const QString standardError = QString::fromUtf8(helper.readAllStandardError());
+    QVERIFY2(
+        standardError.contains(QRegularExpression("OrvaneHelper\\[[0-9]+\\]: " + QRegularExpression::escape(line))),
+        qPrintable(standardError));
+    QVERIFY2(QString::fromUtf8(contents(logFile)).contains(line), contents(logFile).constData());
+
+    // Orvane started by the bus, its standard error wherever the bus sends it: a sort that fails
+    // leaves its reason in the file.
+    QFile::resize(bus.file, 10);
+    Settings::setBookmarksFilename(bus.file);
+    Settings::clearLastHelperError();  // the helper's report would wait for a person at launch
+    QDBusMessage call =
+        QDBusMessage::createMethodCall(kOrvaneBusName, kOrvaneObjectPath, kOrvaneInterface, "SortBookmarks");
+    call << QString();
+    const QDBusReply<QString> reply = bus.bus().call(call, QDBus::Block, kDeadlineMs);
+    QVERIFY2(reply.isValid(), qPrintable(reply.error().message()));
+    QTRY_VERIFY_WITH_TIMEOUT(
+        QString::fromUtf8(contents(logFile))
+            .contains(QRegularExpression("Orvane\\[[0-9]+\\]: -\\[AppDelegate sortBookmarks:\\] The sort of " +
+                                         QRegularExpression::escape(bus.file) + " failed with code 5: ")),
+        kDeadlineMs);
 }
 
 QTEST_GUILESS_MAIN(AutosortEndToEndTest)

@@ -3,11 +3,14 @@
 #include <QDBusError>
 #include <QDBusMessage>
 #include <QFile>
+#include <QFileInfo>
 #include <QSignalSpy>
 #include <QtTest>
 
 #include "helper.h"
 #include "helper_codes.h"
+#include "job/sort_job.h"
+#include "profile_release.h"
 #include "scratch_home.h"
 #include "settings.h"
 #include "test_support.h"
@@ -35,6 +38,10 @@ private slots:
     void unreachableMeansNobodyCanAnswer();
     void sortsByItselfWithoutTheServiceAndReportsFailures();
     void reportsAFileItCannotWatch();
+    void backsUpAProfileInTheFolderOrvaneNamed();
+    void waitsForTheBrowserToQuitThenSortsOnce();
+    void aBrowserThatWasKilledHoldsNothing();
+    void looksAgainWhenTheBrowserItFoundAtStartQuits();
 };
 
 void HelperTest::backsOffWhenTheFileComesRightBack() {
@@ -112,6 +119,106 @@ void HelperTest::reportsAFileItCannotWatch() {
     Helper helper(noBus());
     QVERIFY(!helper.start());
     QCOMPARE(Settings::lastHelperError(), kHelperCannotWatch);
+}
+
+void HelperTest::backsUpAProfileInTheFolderOrvaneNamed() {
+    ScratchHome home;
+    const QString safari = home.putSampleBookmarks();
+    const QString work = home.putChromiumProfile("google-chrome", "Profile 1", "Work");
+    Settings::setApplicationFolder(home.path("Folder"));
+    QCOMPARE(initialBackupFromSettings(safari.toStdString()),
+             home.path("Folder/Bookmarks (Initial Copy).plist").toStdString());
+    const std::filesystem::path backup = initialBackupFromSettings(work.toStdString());
+    QCOMPARE(backup.parent_path(), home.path("Folder/Initial Copies").toStdString());
+    QCOMPARE(backup.filename(), defaultBackupFor(work.toStdString()).filename());
+}
+
+namespace {
+
+// Whether the file is in the order a sort gives it: a dry run would write nothing.
+bool isSorted(const QString& file) {
+    const RunResult result = run({cliPath(), "sort", "--dry-run", "--no-backup", file.toStdString()});
+    return result.exitCode == 0 && result.out.find("file written: no") != std::string::npos;
+}
+
+// A copy of the unsorted Chromium file renamed over `target`, as the browser saves.
+void saveChromiumOver(const QString& target) {
+    QFile::remove(target + ".new");
+    QFile::copy(sampleChromiumBookmarks(), target + ".new");
+    QFile::setPermissions(target + ".new", QFile::ReadOwner | QFile::WriteOwner);
+    QFile::remove(target);
+    QFile::rename(target + ".new", target);
+}
+
+}  // namespace
+
+void HelperTest::waitsForTheBrowserToQuitThenSortsOnce() {
+    ScratchHome home;
+    const QString file = home.putChromiumProfile("chromium", "Default", "Person 1");
+    Settings::setBookmarksFilename(file);
+    Settings::setBookmarksUpdateLatency(0.05);
+    FakeBrowser chromium(home.path(".config/chromium"));
+    QVERIFY(chromium.start());
+    QCOMPARE(ProfileRelease::runningHolder(file), QStringLiteral("Chromium (process %1)").arg(chromium.processId()));
+
+    Helper helper(noBus());
+    QVERIFY(helper.start());
+    QSignalSpy finished(&helper, &Helper::sortRequestFinished);
+    // A change while the browser runs is left alone: the helper has decided once it waits.
+    saveChromiumOver(file);
+    QTRY_VERIFY(helper.waitsForBrowser());
+    QCOMPARE(finished.count(), 0);
+    QCOMPARE(contents(file), contents(sampleChromiumBookmarks()));
+    QVERIFY(!Settings::lastHelperError());
+
+    // The browser quits: one sort, at once.
+    chromium.quit();
+    QVERIFY(finished.wait(10'000));
+    QVERIFY(isSorted(file));
+    QCOMPARE(finished.count(), 1);
+    QVERIFY(!helper.waitsForBrowser());
+    QVERIFY(!Settings::lastHelperError());
+}
+
+void HelperTest::aBrowserThatWasKilledHoldsNothing() {
+    ScratchHome home;
+    const QString file = home.putChromiumProfile("chromium", "Default", "Person 1");
+    Settings::setBookmarksFilename(file);
+    Settings::setBookmarksUpdateLatency(0.05);
+    FakeBrowser chromium(home.path(".config/chromium"));
+    QVERIFY(chromium.start());
+    Helper helper(noBus());
+    QVERIFY(helper.start());
+    QSignalSpy finished(&helper, &Helper::sortRequestFinished);
+    saveChromiumOver(file);
+    QTRY_VERIFY(helper.waitsForBrowser());
+    // Its lock stays behind, naming a process that is gone: the process's end wakes the wait.
+    chromium.kill();
+    QVERIFY(QFileInfo(chromium.lock()).isSymLink());
+    QVERIFY(finished.wait(10'000));
+    QVERIFY(isSorted(file));
+}
+
+void HelperTest::looksAgainWhenTheBrowserItFoundAtStartQuits() {
+    for (const bool unsorted : {true, false}) {
+        ScratchHome home;
+        const QString file = home.putChromiumProfile("chromium", "Default", "Person 1");
+        if (!unsorted) QCOMPARE(sortBookmarks(JobRequest(file.toStdString())).code, OVErrorSuccess);
+        const QByteArray before = contents(file);
+        Settings::setBookmarksFilename(file);
+        FakeBrowser chromium(home.path(".config/chromium"));
+        QVERIFY(chromium.start());
+        Helper helper(noBus());
+        QSignalSpy finished(&helper, &Helper::sortRequestFinished);
+        QVERIFY(helper.start());
+        QVERIFY(helper.waitsForBrowser());
+        chromium.quit();
+        // The decision is made as the wait ends: a sort when one would change the file, else nothing.
+        QTRY_VERIFY(!helper.waitsForBrowser());
+        QCOMPARE(finished.count(), unsorted ? 1 : 0);
+        QVERIFY(isSorted(file));
+        if (!unsorted) QCOMPARE(contents(file), before);
+    }
 }
 
 QTEST_MAIN(HelperTest)

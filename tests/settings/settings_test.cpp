@@ -39,6 +39,7 @@ void SettingsTest::defaultsAreNeverWrittenAndWritesAreReadAfresh() {
     QVERIFY(!Settings::mainWindowFrame());
     QVERIFY(!home.settingsText().contains(QLatin1String("FoldersAtTop")));
     QVERIFY(!home.settingsText().contains(QLatin1String("BookmarksFilename")));
+    QVERIFY(!Settings::bookmarksFilenameChosen());
 
     writeSettingsFile(home,
                       "FoldersAtTop=false\nSortBookmarksBar=true\nAutoSortMode=true\n"
@@ -46,6 +47,7 @@ void SettingsTest::defaultsAreNeverWrittenAndWritesAreReadAfresh() {
     QCOMPARE(Settings::sortOptions(), (SortOptions{.foldersAtTop = false, .sortBookmarksBar = true}));
     QVERIFY(Settings::autoSortMode());
     QCOMPARE(Settings::bookmarksFilename(), QStringLiteral("/elsewhere/B.plist"));
+    QVERIFY(Settings::bookmarksFilenameChosen());
     QCOMPARE(Settings::lastHelperError(), 5u);
 }
 

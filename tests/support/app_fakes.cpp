@@ -2,8 +2,9 @@
 
 namespace orvane::test {
 
-ControllerRig::ControllerRig()
-    : controller(std::make_unique<AppDelegate>(Platform{alerts, files, safari, workspace, updater, services, clock})) {
+ControllerRig::ControllerRig(ServicesProvider* otherServices)
+    : controller(std::make_unique<AppDelegate>(
+          Platform{alerts, files, safari, workspace, updater, otherServices ? *otherServices : services, clock})) {
     QObject::connect(controller.get(), &AppDelegate::terminated, [this] { ++terminations; });
 }
 

@@ -14,19 +14,19 @@
 namespace orvane::test {
 
 struct Alert {
-    QString title, message;
+    QString title, message, details;
 };
 
 class FakeAlerts final : public AlertPresenter {
 public:
-    int showAlert(QWidget*, const QString& title, const QString& message) override {
-        shown.append({title, message});
+    int showAlert(QWidget*, const QString& title, const QString& message, const QString& details) override {
+        shown.append({title, message, details});
         if (onShow) onShow(shown.last());
         return 1;
     }
-    bool confirmCritical(const QString& title, const QString& message, const QString& defaultButton,
+    bool confirmCritical(QWidget*, const QString& title, const QString& message, const QString& defaultButton,
                          const QString& alternateButton) override {
-        confirmations.append({title, message});
+        confirmations.append({title, message, {}});
         buttons = {defaultButton, alternateButton};
         return confirm;
     }
@@ -88,7 +88,11 @@ public:
 
 class FakeServices final : public ServicesProvider {
 public:
-    bool provideServices(AppDelegate&) override { return ++provided, true; }
+    ServiceOffer provideServices(AppDelegate&) override {
+        ++provided;
+        return offer;
+    }
+    ServiceOffer offer = ServiceOffer::Offered;
     int provided = 0;
 };
 
@@ -98,9 +102,9 @@ public:
     QDateTime time = QDateTime(QDate(2026, 11, 23), QTime(12, 0), Qt::UTC);
 };
 
-// The controller over fakes, in a scratch home.
+// The controller over fakes, in a scratch home; `services` replaces the fake sort service.
 struct ControllerRig {
-    ControllerRig();
+    explicit ControllerRig(ServicesProvider* services = nullptr);
     ScratchHome home;
     FakeAlerts alerts;
     FakeFiles files;

@@ -1,0 +1,156 @@
+#include "bookmarks_chooser.h"
+
+#include <QAbstractItemView>
+#include <QAccessibleWidget>
+#include <QComboBox>
+#include <QDir>
+#include <QFileInfo>
+#include <QSignalBlocker>
+
+#include "bookmarks_files.h"
+#include "files/paths.h"
+#include "settings.h"
+#include "stores/safari/safari_store.h"
+
+namespace orvane {
+namespace {
+
+// The items' roles: the file an item stands for, and whether it is "Other file…".
+constexpr int kFileRole = Qt::UserRole;
+constexpr int kOtherRole = Qt::UserRole + 1;
+
+QString safariFile() { return QString::fromStdString(expandTilde(safari::kDefaultBookmarksFile).string()); }
+
+QString fromPath(const std::filesystem::path& path) { return QString::fromStdString(path.string()); }
+
+// Two names of one file are one choice.
+bool sameFile(const QString& a, const QString& b) {
+    if (a == b) return true;
+    const QString ca = QFileInfo(a).canonicalFilePath(), cb = QFileInfo(b).canonicalFilePath();
+    return !ca.isEmpty() && ca == cb;
+}
+
+// A file that no profile names, shown by its path with the home folder as "~".
+QString pathLabel(const QString& file) {
+    const QString home = QDir::homePath();
+    QString shown = QDir::toNativeSeparators(file);
+    if (shown.startsWith(home + QLatin1Char('/'))) shown.replace(0, home.size(), QStringLiteral("~"));
+    return shown;
+}
+
+// Name, role, the list as its one child, and the actions that open it: what a combo box offers
+// assistive technology, with its accessible name as the name and the chosen item as the value.
+class ChooserAccessible final : public QAccessibleWidget {
+public:
+    explicit ChooserAccessible(QComboBox* box) : QAccessibleWidget(box, QAccessible::ComboBox) {}
+
+    QString text(QAccessible::Text t) const override {
+        return t == QAccessible::Value ? box()->currentText() : QAccessibleWidget::text(t);
+    }
+    int childCount() const override { return 1; }
+    QAccessibleInterface* child(int index) const override {
+        return index == 0 ? QAccessible::queryAccessibleInterface(box()->view()) : nullptr;
+    }
+    int indexOfChild(const QAccessibleInterface* child) const override {
+        return child && child->object() == box()->view() ? 0 : -1;
+    }
+    QStringList actionNames() const override {
+        return QStringList{showMenuAction(), pressAction()} + QAccessibleWidget::actionNames();
+    }
+    void doAction(const QString& action) override {
+        if (action == showMenuAction() || action == pressAction())
+            box()->showPopup();
+        else
+            QAccessibleWidget::doAction(action);
+    }
+
+private:
+    QComboBox* box() const { return static_cast<QComboBox*>(widget()); }
+};
+
+QAccessibleInterface* chooserAccessible(const QString& className, QObject* object) {
+    if (className != QLatin1StringView(BookmarksComboBox::staticMetaObject.className()) || !object ||
+        !object->isWidgetType())
+        return nullptr;
+    return new ChooserAccessible(static_cast<QComboBox*>(object));
+}
+
+}  // namespace
+
+BookmarksComboBox::BookmarksComboBox(QWidget* parent) : QComboBox(parent) {
+    static const bool installed = (QAccessible::installFactory(chooserAccessible), true);
+    Q_UNUSED(installed);
+}
+
+BookmarksChooser::BookmarksChooser(QComboBox& box, BookmarksFileLocator& locator) : box_(box), locator_(locator) {
+    box_.setAccessibleName(tr("Bookmarks of"));
+    box_.setPlaceholderText(tr("No file chosen"));
+    // Only what a person picks, not what the program shows.
+    QObject::connect(&box_, &QComboBox::activated, &box_, [this](int index) { chosen(index); });
+}
+
+QString BookmarksChooser::label(const BrowserProfile& profile) {
+    if (profile.browser == "safari") return QStringLiteral("Safari");
+    return QString::fromStdString(profile.browserName) + QStringLiteral(" \u2014 ") +
+           QString::fromStdString(profile.name);
+}
+
+QString BookmarksChooser::firstChoice(const Discovery& found, const QString& safari) {
+    std::vector<const BrowserProfile*> others;
+    for (const BrowserProfile& profile : found.profiles)
+        if (profile.browser != "safari") others.push_back(&profile);
+    if (QFileInfo::exists(safari) || others.empty()) return safari;
+    // Discovery lists Firefox's family first, then Chromium's.
+    for (const BrowserProfile* profile : others)
+        if (profile->browser == others.front()->browser && profile->isDefault) return fromPath(profile->bookmarksFile);
+    return fromPath(others.front()->bookmarksFile);
+}
+
+void BookmarksChooser::refresh() {
+    const Discovery found = discoverProfiles();
+    if (!Settings::bookmarksFilenameChosen()) {
+        const QString first = firstChoice(found, safariFile());
+        if (first != Settings::bookmarksFilename()) Settings::setBookmarksFilename(first);
+    }
+
+    const QSignalBlocker quiet(box_);
+    box_.clear();
+    box_.addItem(QStringLiteral("Safari"), safariFile());
+    for (const BrowserProfile& profile : found.profiles)
+        if (profile.browser != "safari") box_.addItem(label(profile), fromPath(profile.bookmarksFile));
+    show(Settings::bookmarksFilename());
+}
+
+void BookmarksChooser::show(const QString& file) {
+    const QSignalBlocker quiet(box_);
+    // "Other file…" is always the last item: it goes while the list changes.
+    for (int i = box_.count() - 1; i >= 0; --i)
+        if (box_.itemData(i, kOtherRole).toBool() || box_.itemText(i).isEmpty()) box_.removeItem(i);
+    int current = -1;
+    for (int i = 0; i < box_.count() && !file.isEmpty(); ++i)
+        if (sameFile(box_.itemData(i, kFileRole).toString(), file)) current = i;
+    if (current < 0 && !file.isEmpty()) {
+        box_.addItem(pathLabel(file), file);
+        current = box_.count() - 1;
+    }
+    for (int i = 0; i < box_.count(); ++i)
+        box_.setItemData(i, QDir::toNativeSeparators(box_.itemData(i, kFileRole).toString()), Qt::ToolTipRole);
+    box_.insertSeparator(box_.count());
+    box_.addItem(tr("Other file…"));
+    box_.setItemData(box_.count() - 1, true, kOtherRole);
+    box_.setCurrentIndex(current);
+}
+
+void BookmarksChooser::chosen(int index) {
+    if (!box_.itemData(index, kOtherRole).toBool()) {
+        Settings::setBookmarksFilename(box_.itemData(index, kFileRole).toString());
+        return;
+    }
+    const QString current = Settings::bookmarksFilename();
+    const QString start = current.isEmpty() ? QDir::homePath() : QFileInfo(current).absolutePath();
+    if (const std::optional<QString> file = locator_.chooseFile(start)) Settings::setBookmarksFilename(*file);
+    // Cancelled, the box shows the file chosen before.
+    show(Settings::bookmarksFilename());
+}
+
+}  // namespace orvane
