@@ -71,8 +71,11 @@ void FirefoxStore::endTransaction() {
 FileHolder FirefoxStore::holder() {
     const std::optional<pid_t> pid = lock_.holder();
     if (!pid) return {};
+    // The "lock" link names the process, which the automatic mode waits for; .parentlock does not.
+    const fs::path link = file_.parent_path() / "lock";
+    struct stat st;
     return {FileHolder::Running, browser_ + (*pid > 0 ? " (process " + std::to_string(*pid) + ")" : ""),
-            file_.parent_path() / ".parentlock"};
+            ::lstat(link.c_str(), &st) == 0 && S_ISLNK(st.st_mode) ? link : file_.parent_path() / ".parentlock"};
 }
 
 StoreResult FirefoxStore::openChecked(sqlite::Database& db, const fs::path& path, bool readOnly) const {
