@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "files/new_file.h"
+#include "plist/huge_pages.h"
 
 namespace orvane {
 namespace fs = std::filesystem;
@@ -124,6 +125,9 @@ IoError readSnapshot(const fs::path& path, FileSnapshot& out) {
     if (IoError error = file.open(path, "read"); !error.ok()) return error;
     out.identity = identityOf(file.st);
     out.permissions = file.st.st_mode & 07777;
+    out.bytes.clear();
+    out.bytes.reserve(static_cast<std::size_t>(file.st.st_size) + 1);
+    plist::adviseHugePages(out.bytes.data(), out.bytes.capacity());
     out.bytes.resize(static_cast<std::size_t>(file.st.st_size) + 1);
     std::size_t used = 0;
     for (;;) {

@@ -5,6 +5,7 @@
 
 #include "binary_format.h"
 #include "hash.h"
+#include "huge_pages.h"
 #include "utf.h"
 
 namespace orvane::plist {
@@ -136,6 +137,7 @@ bool BinaryDocument::open(std::span<const std::uint8_t> bytes) {
 bool BinaryDocument::walk() {
     std::vector<std::uint64_t> seen((numObjects_ + 63) / 64);
     containers_.assign(seen.size(), 0);
+    containerCount_ = 0;
     auto firstVisit = [&](ObjectId object) {
         std::uint64_t& word = seen[object / 64];
         const std::uint64_t bit = std::uint64_t{1} << (object % 64);
@@ -161,6 +163,7 @@ bool BinaryDocument::walk() {
         }
         if (stack.size() + 1 >= kMaxDepth) return false;
         containers_[object / 64] |= std::uint64_t{1} << (object % 64);
+        ++containerCount_;
         const bool dictionary = type(object) == Type::Dictionary;
         if (dictionary) {
             // Keys are strings, each once.
@@ -192,7 +195,9 @@ bool BinaryDocument::walk() {
 }
 
 bool BinaryDocument::checkScalarsDistinct() {
-    slots_.assign(std::max<std::size_t>(64, scalars_.size() * 2), Slot{});
+    slots_.reserve(std::max<std::size_t>(64, scalars_.size() * 2));
+    adviseHugePages(slots_.data(), slots_.capacity() * sizeof(Slot));
+    slots_.assign(slots_.capacity(), Slot{});
     for (const ObjectId object : scalars_) {
         const std::span<const std::uint8_t> bytes = encoded(object);
         const auto tag = static_cast<std::uint32_t>(hashBytes(bytes.data(), bytes.size()));

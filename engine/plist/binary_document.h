@@ -35,6 +35,8 @@ public:
     bool checkScalarsDistinct();
 
     ObjectId root() const { return root_; }
+    // How many arrays and dictionaries the root reaches.
+    std::size_t containerCount() const { return containerCount_; }
     std::size_t objectCount() const { return static_cast<std::size_t>(numObjects_); }
 
     Type type(ObjectId object) const { return typeOfMarker(data_[offsetOf(object)]); }
@@ -104,6 +106,7 @@ private:
     unsigned offsetSize_ = 0, refSize_ = 0;
     std::uint64_t numObjects_ = 0, tableOffset_ = 0;
     ObjectId root_ = kNoObject;
+    std::size_t containerCount_ = 0;
     std::vector<ObjectId> scalars_;          // every scalar the root reaches, once
     std::vector<std::uint64_t> containers_;  // a bit per object: an array or a dictionary
 

@@ -12,6 +12,7 @@
 
 #include "binary_document.h"
 #include "binary_format.h"
+#include "huge_pages.h"
 
 namespace orvane::plist {
 namespace {
@@ -21,10 +22,11 @@ constexpr std::uint32_t kUnnumbered = UINT32_MAX;
 class EditWriter {
 public:
     EditWriter(const BinaryDocument& document, const DocumentEdit& edit)
-        : document_(document),
-          edit_(edit),
-          objectNumbers_(document.objectCount(), kUnnumbered),
-          madeNumbers_(edit.madeCount(), kUnnumbered) {}
+        : document_(document), edit_(edit), madeNumbers_(edit.madeCount(), kUnnumbered) {
+        objectNumbers_.reserve(document.objectCount());
+        adviseHugePages(objectNumbers_.data(), objectNumbers_.capacity() * sizeof(std::uint32_t));
+        objectNumbers_.assign(document.objectCount(), kUnnumbered);
+    }
 
     std::string write(Sink& sink) {
         if (std::string error = resolveStrings(); !error.empty()) return error;
@@ -33,6 +35,7 @@ public:
         const std::uint32_t count = met_;
         refSize_ = byteCount(count);
         offsets_.reserve(count);
+        adviseHugePages(offsets_.data(), offsets_.capacity() * sizeof(std::uint32_t));
         Output out(sink);
         out.bytes("bplist00", 8);
         Output* writing = &out;

@@ -1,6 +1,13 @@
 #include "tree/bookmark_tree.h"
 
+#include "plist/huge_pages.h"
+
 namespace orvane {
+
+void BookmarkTree::reserve(std::size_t n) {
+    nodes_.reserve(n);
+    plist::adviseHugePages(nodes_.data(), nodes_.capacity() * sizeof(TreeNode));
+}
 
 void BookmarkTree::setTitle(NodeId id, std::string_view title) {
     TreeNode& node = nodes_[id];

@@ -80,7 +80,8 @@ public:
     TreeNode& operator[](NodeId id) { return nodes_[id]; }
     const TreeNode& operator[](NodeId id) const { return nodes_[id]; }
     std::size_t size() const { return nodes_.size(); }
-    void reserve(std::size_t n) { nodes_.reserve(n); }
+    // Room for `n` nodes, in large pages where the system gives them.
+    void reserve(std::size_t n);
 
     // Keeps a text for as long as the tree lives and answers a view of it.
     std::string_view keep(std::string text) { return texts_.emplace_back(std::move(text)); }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <span>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -21,10 +22,35 @@ std::uint32_t rankOf(NodeKind kind, bool foldersAtTop) {
     return kind == NodeKind::Folder ? 1 : kind == NodeKind::Bookmark ? 2 : 3;
 }
 
+// The key heads of titles, made before the sorts that compare them. Making keys is most of a
+// sort's time and each title's is independent of the others', so they are made on two threads.
+class KeyHeads {
+public:
+    KeyHeads(const BookmarkTree& tree, const std::vector<NodeId>& titled, const TitleCollator& collator)
+        : heads_(tree.size()), made_(tree.size()) {
+        const std::size_t half = titled.size() / 2;
+        auto make = [&](const TitleCollator& c, std::size_t from, std::size_t to) {
+            for (std::size_t i = from; i < to; ++i) heads_[titled[i]] = c.keyHead(tree[titled[i]].title);
+        };
+        // Below a few thousand titles a thread costs more than it saves.
+        std::thread other;
+        if (half >= 2048) other = std::thread([&, copy = TitleCollator(collator)] { make(copy, half, titled.size()); });
+        make(collator, 0, other.joinable() ? half : titled.size());
+        if (other.joinable()) other.join();
+        for (const NodeId id : titled) made_[id] = true;
+    }
+    const TitleCollator::KeyHead* find(NodeId id) const { return made_[id] ? &heads_[id] : nullptr; }
+
+private:
+    std::vector<TitleCollator::KeyHead> heads_;
+    std::vector<bool> made_;
+};
+
 class FolderSorter {
 public:
-    FolderSorter(const BookmarkTree& tree, const TitleCollator& collator, bool foldersAtTop)
-        : tree_(tree), collator_(collator), foldersAtTop_(foldersAtTop) {}
+    FolderSorter(const BookmarkTree& tree, const TitleCollator& collator, bool foldersAtTop,
+                 const KeyHeads* heads = nullptr)
+        : tree_(tree), collator_(collator), foldersAtTop_(foldersAtTop), heads_(heads) {}
 
     // Sorts one run of entries (no separator among them) in place.
     void sort(std::span<NodeId> run);
@@ -42,6 +68,7 @@ private:
     const BookmarkTree& tree_;
     const TitleCollator& collator_;
     bool foldersAtTop_;
+    const KeyHeads* heads_;
     std::vector<Entry> entries_;
 };
 
@@ -52,7 +79,10 @@ void FolderSorter::sort(std::span<NodeId> run) {
     for (const NodeId id : run) {
         const TreeNode& node = tree_[id];
         Entry e{0, rankOf(node.kind, foldersAtTop_), id, {}, node.hasTitle ? node.title : std::string_view()};
-        if (node.hasTitle) e.key = collator_.keyHead(e.title);
+        if (node.hasTitle) {
+            const TitleCollator::KeyHead* made = heads_ ? heads_->find(id) : nullptr;
+            e.key = made ? *made : collator_.keyHead(e.title);
+        }
         e.head = e.key.bytes;
         entries_.push_back(e);
     }
@@ -97,13 +127,11 @@ bool sortFolder(BookmarkTree& tree, NodeId id, FolderSorter& sorter) {
     return true;
 }
 
-}  // namespace
-
-void sortRegion(BookmarkTree& tree, const Region& region, const SortOptions& options, const TitleCollator& collator,
-                SortReport* report) {
-    FolderSorter sorter(tree, collator, options.foldersAtTop);
-    // Deepest first without recursion: each folder is pushed once to be opened, then again to be
-    // sorted once everything inside it is.
+// Calls `visit` with every folder of the region the sort puts in order, deepest first.
+template <class Visit>
+void forEachFolderToSort(const BookmarkTree& tree, const Region& region, const SortOptions& options, Visit visit) {
+    // Each folder is pushed once to be opened, then again to be visited once everything inside it
+    // is; no recursion.
     std::vector<std::pair<NodeId, bool>> pending{{region.root, false}};
     while (!pending.empty()) {
         const auto [id, opened] = pending.back();
@@ -115,9 +143,23 @@ void sortRegion(BookmarkTree& tree, const Region& region, const SortOptions& opt
             for (const NodeId child : node.children) pending.emplace_back(child, false);
             continue;
         }
-        if (keepsOwnOrder(tree, region, id, options)) continue;
-        if (sortFolder(tree, id, sorter) && report) ++report->foldersReordered;
+        if (!keepsOwnOrder(tree, region, id, options)) visit(id);
     }
+}
+
+void sortRegionWith(BookmarkTree& tree, const Region& region, const SortOptions& options, FolderSorter& sorter,
+                    SortReport* report) {
+    forEachFolderToSort(tree, region, options, [&](NodeId id) {
+        if (sortFolder(tree, id, sorter) && report) ++report->foldersReordered;
+    });
+}
+
+}  // namespace
+
+void sortRegion(BookmarkTree& tree, const Region& region, const SortOptions& options, const TitleCollator& collator,
+                SortReport* report) {
+    FolderSorter sorter(tree, collator, options.foldersAtTop);
+    sortRegionWith(tree, region, options, sorter, report);
 }
 
 bool isSameOrder(const BookmarkTree& tree, NodeId before, NodeId after) {
@@ -142,10 +184,19 @@ bool isSameOrder(const BookmarkTree& tree, NodeId before, NodeId after) {
 
 bool sortTree(BookmarkTree& tree, const SortOptions& options, const TitleCollator& collator, SortReport* report) {
     if (report) *report = {};
-    for (const Region& region : tree.regions) {
-        validateRegion(tree, region.root, options, report);
-        sortRegion(tree, region, options, collator, report);
-    }
+    // Every region is cleaned before any is sorted: the keys are made for the titles as they end.
+    for (const Region& region : tree.regions) validateRegion(tree, region.root, options, report);
+    std::vector<NodeId> titled;
+    for (const Region& region : tree.regions)
+        forEachFolderToSort(tree, region, options, [&](NodeId id) {
+            const std::vector<NodeId>& children = tree[id].children;
+            if (children.size() < 2) return;
+            for (const NodeId child : children)
+                if (tree[child].hasTitle) titled.push_back(child);
+        });
+    const KeyHeads heads(tree, titled, collator);
+    FolderSorter sorter(tree, collator, options.foldersAtTop, &heads);
+    for (const Region& region : tree.regions) sortRegionWith(tree, region, options, sorter, report);
     const bool changed = !std::all_of(tree.regions.begin(), tree.regions.end(), [&](const Region& region) {
         return isSameOrder(tree, region.root, region.root);
     });

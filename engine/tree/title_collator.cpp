@@ -44,6 +44,12 @@ TitleCollator::TitleCollator(std::string_view locale)
     if (collator_) ucol_setStrength(collator_, UCOL_SECONDARY);
 }
 
+TitleCollator::TitleCollator(const TitleCollator& other) : locale_(other.locale_) {
+    UErrorCode status = U_ZERO_ERROR;
+    if (other.collator_) collator_ = ucol_clone(other.collator_, &status);
+    if (U_FAILURE(status)) collator_ = nullptr;
+}
+
 TitleCollator::~TitleCollator() {
     if (collator_) ucol_close(collator_);
 }

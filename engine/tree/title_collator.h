@@ -20,7 +20,9 @@ public:
     // taken from LC_ALL, LC_COLLATE or LANG, the first one set.
     explicit TitleCollator(std::string_view locale = {});
     ~TitleCollator();
-    TitleCollator(const TitleCollator&) = delete;
+    // A copy that another thread may use while this one is used: a collator is not shared
+    // between threads.
+    TitleCollator(const TitleCollator& other);
     TitleCollator& operator=(const TitleCollator&) = delete;
 
     // The first eight bytes of a title's key, big-endian in one number (zeros past a shorter key),

@@ -167,6 +167,9 @@ StoreResult SafariStore::load(BookmarkTree& tree) {
         std::future<bool> distinct =
             std::async(std::launch::async, [this] { return document_.checkScalarsDistinct(); });
         inPlace->root = document_.root();
+        // Room for every node at once: a vector that grows holds the old nodes and the new at
+        // once. Most of the room is never touched, and costs no memory.
+        tree.reserve(document_.containerCount() + 64);
         const bool isRoot = isBookmarksFileRoot(inPlace->nodes, inPlace->root);
         const bool known = isRoot && hasKnownVersion(inPlace->nodes, inPlace->root);
         StoreResult built = known ? inPlace->buildTree(tree, file_) : StoreResult();
