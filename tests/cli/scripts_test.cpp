@@ -16,6 +16,7 @@ TEST(Scripts, EveryScriptHasAUsageMessageAndDoesNothingElseWhenMisused) {
                                         "bench/compare_chromium.sh",
                                         "bench/compare_plistlib.sh",
                                         "bench/compare_sort.sh",
+                                        "bench/compare_whole.sh",
                                         "bench/concurrent_saves.py",
                                         "bench/helper_bench.py",
                                         "bench/make_bookmarks.py",
