@@ -11,17 +11,17 @@
 # each round. The tools are `python3 bench/sort_plistlib.py FILE OUT` and, for each orvane-cli,
 # `orvane-cli sort --no-backup COPY` on a fresh copy of the file, made before the clock starts.
 # Python is run as the interpreter itself (sys.executable), not through a wrapper script such as
-# pyenv's, whose start would be counted against plistlib.
+# a version manager's shim, whose start would be counted against plistlib.
 #
 # Each process is measured whole, from its start to its exit, as a user waits for it: starting
 # the interpreter or program and loading its libraries included. DIR/bench/whole_process
 # (bench/whole_process.cpp) runs it, reading the monotonic clock to the microsecond and the peak
-# RSS from wait4. GNU time gives wall time in hundredths of a second only, a fifth of
-# orvane-cli's time on 10,000 bookmarks; a Python wrapper would be precise enough in time but
-# passes its own peak RSS, 10 to 14 MB, on to every process it starts (the kernel keeps the larger
-# peak across fork and exec), which is about all of orvane-cli's peak on that file. The table
-# gives the median of the N runs, for time and for peak RSS each on its own; keep the machine
-# quiet, as a build beside the benchmark slows every tool down by half or more.
+# RSS from wait4. GNU time gives wall time in hundredths of a second only, half of orvane-cli's
+# 0.02 s on 10,000 bookmarks; a Python wrapper would be precise enough in time but passes its own
+# peak RSS, 10 to 14 MB, on to every process it starts (the kernel keeps the larger peak across
+# fork and exec), which is about all of orvane-cli's peak on that file. The table gives the
+# median of the N runs, for time and for peak RSS each on its own; keep the machine quiet, as a
+# build beside the benchmark slows the tools unevenly.
 #
 # Afterwards the last output of each orvane-cli is checked by bench/check_sorted.py, as
 # bench/compare_sort.sh checks its own: every bookmark of the input is there except repeated
@@ -30,8 +30,9 @@
 #
 # Sizes: 10,000 and 100,000 bookmarks unless told otherwise. To include a million, pass
 # --sizes "10000 100000 1000000": its file (some 200 MB) takes a few minutes to make the first
-# time, and plistlib about 30 s a run and some 2 GB. Below the table, one line a tool tells how
-# its time grew from each size to the next: with both measured, time(1,000,000) / time(100,000).
+# time, and plistlib about 30 s a run and some 2 GB (ten times the file). Below the table, one
+# line a tool tells how its time grew from each size to the next: with both measured,
+# time(1,000,000) / time(100,000).
 set -euo pipefail
 usage="usage: bench/compare_whole.sh [--build DIR] [--runs N] [--sizes \"N...\"] [--cli [NAME=]PATH]...
 Times whole processes sorting a generated Safari file: bench/sort_plistlib.py and each orvane-cli
