@@ -1,4 +1,5 @@
-# Helpers shared by bench/compare_plistlib.sh and bench/compare_sort.sh; sourced, not run.
+# Helpers shared by the bench/compare_*.sh scripts; sourced, not run. They expect `here` to be the
+# bench folder and `python` the Python to use (setup sets it).
 
 # setup BUILD_DIR BOOKMARKS [GENERATOR FILE-NAME]: sets build, count, runs, python, tool and data,
 # checks that the probe is built and makes the generated file when it is missing (a Safari file
@@ -37,12 +38,13 @@ compare() {
 }
 
 # make_data FILE COUNT: makes the generated bookmarks file of COUNT bookmarks (seed 1) unless it
-# is there; through a temporary name, so an interrupted run leaves nothing that looks finished.
+# is there, with `generator` (default make_bookmarks.py); through a temporary name, so an
+# interrupted run leaves nothing that looks finished.
 make_data() {
     local data=$1 count=$2
     [[ -f "$data" ]] && return 0
     echo "making $data ($count bookmarks)..." >&2
-    "$python" "$here/$generator" "$count" "$data.partial" --seed 1
+    "$python" "$here/${generator:-make_bookmarks.py}" "$count" "$data.partial" --seed 1
     mv "$data.partial" "$data"
 }
 

@@ -199,7 +199,7 @@ IoError writeFileAtomically(const fs::path& path, const Producer& produce, const
     // After the owner, whose change clears the set-user and set-group bits.
     if (permissions && ::fchmod(file.fd(), static_cast<mode_t>(*permissions)) != 0)
         return errnoError("cannot set the permissions of the new file beside", target, errno);
-    if (::fsync(file.fd()) != 0) return errnoError("cannot flush", target, errno);
+    if (options.flush(file.fd()) != 0) return errnoError("cannot flush", target, errno);
     if (IoError error =
             options.onlyIfStill ? file.replaceTargetIfStill(*options.onlyIfStill, options.hooks) : file.replaceTarget();
         !error.ok())

@@ -5,6 +5,7 @@
 // contents.
 #pragma once
 
+#include <unistd.h>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -78,6 +79,10 @@ struct WriteOptions {
     // answer says targetChanged when it is not.
     std::optional<FileIdentity> onlyIfStill;
     ReplaceHooks hooks;
+    // Puts the complete new file on disk before it is renamed over the target, so that a crash
+    // just after the rename cannot leave an empty or partial file there; answers as fsync(2).
+    // Tests wrap it to see that it runs, on which file and when; it is never empty.
+    std::function<int(int fd)> flush = ::fsync;
 };
 IoError writeFileAtomically(const std::filesystem::path& path, const Producer& produce,
                             const WriteOptions& options = {});

@@ -5,9 +5,12 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <set>
+#include <string>
+#include <vector>
 
 #include "bookmark_trees.h"
 #include "files/atomic_file.h"
@@ -128,6 +131,55 @@ TEST(InterruptedWrite, TheNextWriteRemovesLeftoversWhoseWriterIsGone) {
                     return std::string();
                 }).ok());
     EXPECT_EQ(namesIn(dir.path()), kept);
+}
+
+// A crash just after the rename must find the new contents at the path, not an empty file: the
+// new file, complete and with its permissions, is flushed to disk before it takes the target's
+// place, in either kind of replacement. A flush that fails, as on a disk error, leaves the target
+// as it was.
+TEST(InterruptedWrite, TheNewFileIsOnDiskBeforeItTakesTheTargetsPlace) {
+    TempDir dir;
+    const fs::path target = dir / "Bookmarks.plist";
+    const std::vector<std::uint8_t> contents(100 * 1024, 'n');
+    for (const bool conditional : {false, true}) {
+        SCOPED_TRACE(conditional ? "only while unchanged" : "unconditional");
+        writeFile(target, "old contents");
+        ASSERT_EQ(::chmod(target.c_str(), 0604), 0);
+        std::vector<std::string> events;
+        struct stat flushed {};
+        WriteOptions options;
+        if (conditional) {
+            options.onlyIfStill = identityOf(target);
+            options.hooks.beforeSwap = [&] { events.push_back("swap"); };
+        }
+        options.flush = [&](int fd) {
+            events.push_back("flush");
+            EXPECT_EQ(::fstat(fd, &flushed), 0);
+            EXPECT_EQ(readText(target), "old contents");
+            return ::fsync(fd);
+        };
+        ASSERT_TRUE(writeBytesAtomically(target, contents, options).ok());
+        const std::vector<std::string> order =
+            conditional ? std::vector<std::string>{"flush", "swap"} : std::vector<std::string>{"flush"};
+        EXPECT_EQ(events, order);
+        struct stat now;
+        ASSERT_EQ(::stat(target.c_str(), &now), 0);
+        EXPECT_EQ(flushed.st_ino, now.st_ino);  // the file now at the path, not another one
+        EXPECT_EQ(static_cast<std::size_t>(flushed.st_size), contents.size());
+        EXPECT_EQ(flushed.st_mode & 07777, 0604u);
+    }
+
+    writeFile(target, "old contents");
+    WriteOptions failing;
+    failing.flush = [](int) {
+        errno = EIO;
+        return -1;
+    };
+    const IoError error = writeBytesAtomically(target, contents, failing);
+    EXPECT_EQ(error.errnum, EIO);
+    EXPECT_NE(error.message.find("cannot flush"), std::string::npos);
+    EXPECT_EQ(readText(target), "old contents");
+    EXPECT_EQ(namesIn(dir.path()), std::set<std::string>{"Bookmarks.plist"});
 }
 
 // Root replacing another user's file leaves it that user's. (Refusing a file the caller may not

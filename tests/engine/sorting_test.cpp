@@ -64,6 +64,41 @@ TEST(Sorting, FolderOrderByKindAndTitle) {
                                            "WEATHER FORECAST FOR ZURICH", "Weather forecast for Z\u00FCrich"}));
 }
 
+// Titles equal under the collator keep the order they had, however many entries there are and
+// however they are interleaved with others: both where the first part of the keys decides and
+// where long titles alike at the start are told apart by the rest of their keys.
+TEST(Sorting, EqualTitlesKeepTheirOrderAmongManyEntries) {
+    const TitleCollator collator;
+    const std::vector<Titles> groups{
+        {"apple", "Apple", "APPLE"},
+        {"banana", "BANANA", "Banana"},
+        {"Weather forecast for Berlin", "weather forecast for berlin", "WEATHER FORECAST FOR BERLIN"},
+        {"Weather forecast for Zurich", "WEATHER FORECAST FOR ZURICH", "weather forecast for zurich"},
+        {"zebra", "Zebra", "ZEBRA"},
+    };
+    // The two weather groups share the first part of their keys, so that the rest is made and
+    // compared for some thirty entries at once.
+    const TitleCollator::KeyHead berlin = collator.keyHead(groups[2][0]), zurich = collator.keyHead(groups[3][0]);
+    ASSERT_EQ(berlin.bytes, zurich.bytes);
+    ASSERT_FALSE(berlin.complete || zurich.complete);
+
+    TreeBuilder b;
+    const NodeId folder = b.folder("f", {});
+    std::vector<std::vector<NodeId>> byGroup(groups.size());
+    for (int i = 0; i < 72; ++i) {
+        // Groups in the order 0 2 4 1 3, then again, so each tie is split up by the others.
+        const std::size_t group = static_cast<std::size_t>(i * 7 % 5);
+        const std::string& title = groups[group][static_cast<std::size_t>(i / 5 % 3)];
+        const NodeId id = b.bookmark(title, "https://" + std::to_string(i) + ".example/");
+        b.tree[folder].children.push_back(id);
+        byGroup[group].push_back(id);
+    }
+    std::vector<NodeId> expected;
+    for (const std::vector<NodeId>& ids : byGroup) expected.insert(expected.end(), ids.begin(), ids.end());
+    sortRegion(b.tree, {folder, false}, SortOptions{}, collator);
+    EXPECT_EQ(b.tree[folder].children, expected);
+}
+
 TEST(Sorting, TitlesCollateByLocaleIgnoringCaseButNotAccents) {
     TitleCollator root("C");
     EXPECT_EQ(root.compare("apple", "APPLE"), 0);
