@@ -102,6 +102,7 @@ bool BinaryDocument::checkObject(ObjectId object, std::uint64_t& payload, std::u
 }
 
 bool BinaryDocument::open(std::span<const std::uint8_t> bytes) {
+    stop_ = false;
     data_ = bytes.data();
     size_ = bytes.size();
     scalars_.clear();
@@ -198,7 +199,12 @@ bool BinaryDocument::checkScalarsDistinct() {
     slots_.reserve(std::max<std::size_t>(64, scalars_.size() * 2));
     adviseHugePages(slots_.data(), slots_.capacity() * sizeof(Slot));
     slots_.assign(slots_.capacity(), Slot{});
-    for (const ObjectId object : scalars_) {
+    for (std::size_t n = 0; n < scalars_.size(); ++n) {
+        if ((n & 0xFFF) == 0 && stop_) {
+            slots_.clear();
+            return false;
+        }
+        const ObjectId object = scalars_[n];
         const std::span<const std::uint8_t> bytes = encoded(object);
         const auto tag = static_cast<std::uint32_t>(hashBytes(bytes.data(), bytes.size()));
         for (std::size_t i = home(tag);; i = i + 1 == slots_.size() ? 0 : i + 1) {

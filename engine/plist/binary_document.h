@@ -10,6 +10,7 @@
 // values, which also reports what is wrong with a damaged file.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -31,8 +32,10 @@ public:
     // the equality of its scalars, which checkScalarsDistinct() tells.
     bool open(std::span<const std::uint8_t> bytes);
     // True when no two scalars the root reaches are equal. Separate from open() because it takes
-    // a while and touches nothing else: it may run on another thread while the tree is read.
+    // a while and touches nothing else: it may run on another thread while the tree is read and
+    // sorted. stopChecking() makes a check under way give up and answer false.
     bool checkScalarsDistinct();
+    void stopChecking() { stop_ = true; }
 
     ObjectId root() const { return root_; }
     // How many arrays and dictionaries the root reaches.
@@ -117,6 +120,7 @@ private:
         ObjectId object = kNoObject;
     };
     std::vector<Slot> slots_;
+    std::atomic<bool> stop_ = false;
     std::size_t home(std::uint32_t tag) const {
         return static_cast<std::size_t>((std::uint64_t{tag} * slots_.size()) >> 32);
     }

@@ -145,7 +145,19 @@ SafariStore::SafariStore(fs::path file, const fs::path& givenPath, bool copyThro
       lock_((givenPath.has_parent_path() ? givenPath.parent_path() : fs::path(".")) / "lock"),
       copyThrough_(copyThrough) {}
 
-SafariStore::~SafariStore() = default;
+SafariStore::~SafariStore() { dropCheck(); }
+
+void SafariStore::dropCheck() {
+    if (!distinct_.valid()) return;
+    document_.stopChecking();
+    distinct_.wait();
+    distinct_ = {};
+}
+
+bool SafariStore::scalarsDistinct() {
+    if (distinct_.valid()) distinctKnown_ = distinct_.get();
+    return distinctKnown_;
+}
 
 FileHolder SafariStore::holder() {
     struct stat st;
@@ -154,6 +166,7 @@ FileHolder SafariStore::holder() {
 }
 
 StoreResult SafariStore::load(BookmarkTree& tree) {
+    dropCheck();
     valueRead_.reset();
     placeRead_.reset();
     if (IoError error = readSnapshot(file_, snapshot_); !error.ok())
@@ -161,29 +174,23 @@ StoreResult SafariStore::load(BookmarkTree& tree) {
     // Bytes read while another program wrote them may be half of each version.
     if (!snapshot_.settled) return StoreResult::changed();
 
-    auto inPlace = std::make_unique<Read<DocumentNodes>>(DocumentNodes(document_, &tree));
     if (copyThrough_ && document_.open(snapshot_.bytes)) {
-        // Whether the file's scalars are all distinct is asked beside making the tree.
-        std::future<bool> distinct =
-            std::async(std::launch::async, [this] { return document_.checkScalarsDistinct(); });
+        // Whether the file's scalars are all distinct matters only for writing: it is found out
+        // on the other core while the tree is made and sorted.
+        distinctKnown_ = false;
+        distinct_ = std::async(std::launch::async, [this] { return document_.checkScalarsDistinct(); });
+        auto inPlace = std::make_unique<Read<DocumentNodes>>(DocumentNodes(document_, &tree));
         inPlace->root = document_.root();
+        if (!isBookmarksFileRoot(inPlace->nodes, inPlace->root))
+            return StoreResult::failed(OVErrorNotBookmarksFile,
+                                       file_.string() + ": not a bookmarks file (its root is not a folder)");
+        if (!hasKnownVersion(inPlace->nodes, inPlace->root))
+            return StoreResult::failed(OVErrorUnknownVersion, file_.string() + ": a bookmarks file of a newer version");
         // Room for every node at once: a vector that grows holds the old nodes and the new at
         // once. Most of the room is never touched, and costs no memory.
         tree.reserve(document_.containerCount() + 64);
-        const bool isRoot = isBookmarksFileRoot(inPlace->nodes, inPlace->root);
-        const bool known = isRoot && hasKnownVersion(inPlace->nodes, inPlace->root);
-        StoreResult built = known ? inPlace->buildTree(tree, file_) : StoreResult();
-        if (distinct.get()) {
-            if (!isRoot)
-                return StoreResult::failed(OVErrorNotBookmarksFile,
-                                           file_.string() + ": not a bookmarks file (its root is not a folder)");
-            if (!known)
-                return StoreResult::failed(OVErrorUnknownVersion,
-                                           file_.string() + ": a bookmarks file of a newer version");
-            placeRead_ = std::move(inPlace);
-            return built;
-        }
-        tree = BookmarkTree();
+        placeRead_ = std::move(inPlace);
+        return placeRead_->buildTree(tree, file_);
     }
 
     plist::ReadResult read = readBookmarksPlist(snapshot_.bytes);
@@ -239,12 +246,13 @@ std::string SafariStore::writeSorted(const BookmarkTree& tree, std::optional<std
     if (!tree.regions.empty()) rootList = read.sortedEntries(tree);
     std::vector<plist::ObjectId> entries = rootList.value_or(std::vector<plist::ObjectId>());
     std::sort(entries.begin(), entries.end());
-    if (std::adjacent_find(entries.begin(), entries.end()) == entries.end()) {
+    if (std::adjacent_find(entries.begin(), entries.end()) == entries.end() && scalarsDistinct()) {
         const SafariEdit edit(document_, tree, read.records, std::move(rootList), std::move(identity));
         return plist::writeEdited(document_, edit, sink);
     }
-    // A folder that takes the place of its namesake is in the root twice, and written twice,
-    // which copying cannot do: this rare file is written from values.
+    // A folder that takes the place of its namesake is in the root twice, and written twice, and
+    // equal scalars are written once: copying can do neither, so these rare files are written
+    // from values.
     const std::vector<plist::Value> values = document_.valuesByObject(plist::readBinary(snapshot_.bytes).value);
     Read<ValueNodes> asValues;
     asValues.root = values[read.root];

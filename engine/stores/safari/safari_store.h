@@ -10,6 +10,7 @@
 #pragma once
 
 #include <filesystem>
+#include <future>
 #include <memory>
 #include <optional>
 #include <string>
@@ -61,10 +62,17 @@ public:
     struct Read;
 
 private:
+    // Ends a check of the document's scalars still under way: its answer is no longer needed.
+    void dropCheck();
+    // Whether the document's scalars are all distinct, once its check has ended.
+    bool scalarsDistinct();
+
     std::filesystem::path file_, lock_;
     bool copyThrough_;
     FileSnapshot snapshot_;
-    plist::BinaryDocument document_;                  // snapshot_.bytes, when they are plain
+    plist::BinaryDocument document_;  // snapshot_.bytes, when they are plain
+    std::future<bool> distinct_;      // whether its scalars are all distinct, being found out
+    bool distinctKnown_ = false;
     std::unique_ptr<Read<ValueNodes>> valueRead_;     // a file read into values...
     std::unique_ptr<Read<DocumentNodes>> placeRead_;  // ...or where it lies, in document_
 };
