@@ -42,9 +42,11 @@ public:
     int errnum() const { return errnum_; }
 
 private:
+    static constexpr std::uint64_t kWritebackStep = 4 * 1024 * 1024;
     int fd_;
     int errnum_ = 0;
     std::uint64_t position_ = 0;
+    std::uint64_t started_ = 0;  // written back from here on: the disk has been asked for what is before
 };
 
 // Reads the whole file; refuses folders and other files that are not regular files, without

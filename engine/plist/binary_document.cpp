@@ -102,11 +102,8 @@ bool BinaryDocument::checkObject(ObjectId object, std::uint64_t& payload, std::u
 }
 
 bool BinaryDocument::open(std::span<const std::uint8_t> bytes) {
-    stop_ = false;
     data_ = bytes.data();
     size_ = bytes.size();
-    scalars_.clear();
-    slots_.clear();
     // The trailer, as readBinary checks it.
     if (size_ < kHeaderSize + 1 + kTrailerSize || size_ >= (std::uint64_t{1} << 32)) return false;
     if (std::memcmp(data_, "bplist0", 7) != 0 || data_[7] < '0' || data_[7] > '9') return false;
@@ -136,7 +133,8 @@ bool BinaryDocument::open(std::span<const std::uint8_t> bytes) {
 
 // Visits every object the root reaches, depth first without recursion, checking each once.
 bool BinaryDocument::walk() {
-    std::vector<std::uint64_t> seen((numObjects_ + 63) / 64);
+    std::vector<std::uint64_t>& seen = reached_;
+    seen.assign((numObjects_ + 63) / 64, 0);
     containers_.assign(seen.size(), 0);
     containerCount_ = 0;
     auto firstVisit = [&](ObjectId object) {
@@ -158,10 +156,7 @@ bool BinaryDocument::walk() {
         if (!checkObject(object, payload, n)) return false;
         const bool container = type(object) == Type::Array || type(object) == Type::Dictionary;
         if (!firstVisit(object)) return !container;  // a container reached twice is not plain
-        if (!container) {
-            scalars_.push_back(object);
-            return true;
-        }
+        if (!container) return true;
         if (stack.size() + 1 >= kMaxDepth) return false;
         containers_[object / 64] |= std::uint64_t{1} << (object % 64);
         ++containerCount_;
@@ -195,17 +190,18 @@ bool BinaryDocument::walk() {
     return true;
 }
 
-bool BinaryDocument::checkScalarsDistinct() {
-    slots_.reserve(std::max<std::size_t>(64, scalars_.size() * 2));
+bool ScalarIndex::build(const BinaryDocument& document, const std::atomic<bool>& stop) {
+    std::size_t scalars = 0;
+    for (ObjectId object = 0; object < document.objectCount(); ++object)
+        scalars += document.isReached(object) && !document.isContainer(object);
+    // Two slots for every three scalars: probes stay short, and the table small.
+    slots_.reserve(std::max<std::size_t>(64, scalars + scalars / 2));
     adviseHugePages(slots_.data(), slots_.capacity() * sizeof(Slot));
     slots_.assign(slots_.capacity(), Slot{});
-    for (std::size_t n = 0; n < scalars_.size(); ++n) {
-        if ((n & 0xFFF) == 0 && stop_) {
-            slots_.clear();
-            return false;
-        }
-        const ObjectId object = scalars_[n];
-        const std::span<const std::uint8_t> bytes = encoded(object);
+    for (ObjectId object = 0; object < document.objectCount(); ++object) {
+        if (!document.isReached(object) || document.isContainer(object)) continue;
+        if ((object & 0xFFF) == 0 && stop) break;
+        const std::span<const std::uint8_t> bytes = document.encoded(object);
         const auto tag = static_cast<std::uint32_t>(hashBytes(bytes.data(), bytes.size()));
         for (std::size_t i = home(tag);; i = i + 1 == slots_.size() ? 0 : i + 1) {
             Slot& slot = slots_[i];
@@ -213,22 +209,23 @@ bool BinaryDocument::checkScalarsDistinct() {
                 slot = {tag, object};
                 break;
             }
-            if (slot.tag == tag && std::ranges::equal(encoded(slot.object), bytes)) {
-                slots_.clear();
+            if (slot.tag == tag && std::ranges::equal(document.encoded(slot.object), bytes)) {
+                std::vector<Slot>().swap(slots_);
                 return false;
             }
         }
     }
-    return true;
+    if (stop) std::vector<Slot>().swap(slots_);
+    return !slots_.empty();
 }
 
-ObjectId BinaryDocument::findEncoded(std::span<const std::uint8_t> bytes) const {
+ObjectId ScalarIndex::find(const BinaryDocument& document, std::span<const std::uint8_t> bytes) const {
     if (slots_.empty()) return kNoObject;
     const auto tag = static_cast<std::uint32_t>(hashBytes(bytes.data(), bytes.size()));
     for (std::size_t i = home(tag);; i = i + 1 == slots_.size() ? 0 : i + 1) {
         const Slot& slot = slots_[i];
         if (slot.object == kNoObject) return kNoObject;
-        if (slot.tag == tag && std::ranges::equal(encoded(slot.object), bytes)) return slot.object;
+        if (slot.tag == tag && std::ranges::equal(document.encoded(slot.object), bytes)) return slot.object;
     }
 }
 

@@ -6,8 +6,9 @@
 // without complaint and writeBinary would write in exactly the same bytes, no two of those
 // objects are equal (writeBinary writes equal scalars once), no array or dictionary is reached
 // twice and no dictionary repeats a key. Files that Apple's writer, plistlib or this engine wrote
-// are plain. For any other file open() answers false, and the caller reads and writes through
-// values, which also reports what is wrong with a damaged file.
+// are plain. For any other file open() (or, for equal scalars, ScalarIndex::build()) answers
+// false, and the caller reads and writes through values, which also reports what is wrong with a
+// damaged file.
 #pragma once
 
 #include <atomic>
@@ -29,13 +30,8 @@ inline constexpr ObjectId kNoObject = UINT32_MAX;
 class BinaryDocument {
 public:
     // Indexes `bytes`, which must outlive the document. True when the file is plain apart from
-    // the equality of its scalars, which checkScalarsDistinct() tells.
+    // the equality of its scalars, which a ScalarIndex finds out.
     bool open(std::span<const std::uint8_t> bytes);
-    // True when no two scalars the root reaches are equal. Separate from open() because it takes
-    // a while and touches nothing else: it may run on another thread while the tree is read and
-    // sorted. stopChecking() makes a check under way give up and answer false.
-    bool checkScalarsDistinct();
-    void stopChecking() { stop_ = true; }
 
     ObjectId root() const { return root_; }
     // How many arrays and dictionaries the root reaches.
@@ -45,6 +41,8 @@ public:
     Type type(ObjectId object) const { return typeOfMarker(data_[offsetOf(object)]); }
     // Whether an object the root reaches is an array or a dictionary: quick, from a bit per object.
     bool isContainer(ObjectId object) const { return containers_[object / 64] >> (object % 64) & 1; }
+    // Whether the root reaches an object.
+    bool isReached(ObjectId object) const { return reached_[object / 64] >> (object % 64) & 1; }
     // Where a container's references start in the file, and how wide each is.
     std::uint64_t referencesOf(ObjectId container) const { return payloadOf(container); }
     unsigned referenceSize() const { return refSize_; }
@@ -83,9 +81,6 @@ public:
     Value scalar(ObjectId object) const;
     // A scalar's bytes in the file, from its marker on.
     std::span<const std::uint8_t> encoded(ObjectId scalar) const;
-    // The scalar whose bytes are `encoded`, or kNoObject: once checkScalarsDistinct() said true.
-    ObjectId findEncoded(std::span<const std::uint8_t> encoded) const;
-
     // The value of each object the root reaches, by object, given the tree readBinary made of
     // the document (an empty value for the others).
     std::vector<Value> valuesByObject(const Value& root) const;
@@ -110,20 +105,33 @@ private:
     std::uint64_t numObjects_ = 0, tableOffset_ = 0;
     ObjectId root_ = kNoObject;
     std::size_t containerCount_ = 0;
-    std::vector<ObjectId> scalars_;          // every scalar the root reaches, once
+    std::vector<std::uint64_t> reached_;     // a bit per object: the root reaches it
     std::vector<std::uint64_t> containers_;  // a bit per object: an array or a dictionary
+};
 
-    // Open addressing over the scalars, by a hash of their bytes: the low 32 bits of the hash
-    // beside the object, so that most probes never touch the file.
+// Which scalar of a document has given bytes. Built only when no two scalars the root reaches are
+// equal: that is what lets the document be written by copying. Building takes a while and
+// touches nothing but the index, so it may run on another thread while the tree is read and
+// sorted.
+class ScalarIndex {
+public:
+    // True when the scalars are all distinct; false, and an empty index, when two are equal or
+    // `stop` turns true meanwhile.
+    bool build(const BinaryDocument& document, const std::atomic<bool>& stop);
+    // The scalar whose bytes are `encoded`, or kNoObject.
+    ObjectId find(const BinaryDocument& document, std::span<const std::uint8_t> encoded) const;
+
+private:
+    // Open addressing by a hash of the bytes: the hash's low 32 bits beside the object, so that
+    // most probes never touch the file.
     struct Slot {
         std::uint32_t tag = 0;
         ObjectId object = kNoObject;
     };
-    std::vector<Slot> slots_;
-    std::atomic<bool> stop_ = false;
     std::size_t home(std::uint32_t tag) const {
         return static_cast<std::size_t>((std::uint64_t{tag} * slots_.size()) >> 32);
     }
+    std::vector<Slot> slots_;
 };
 
 // Where an object of the written tree comes from: the document, a new string, or an array or a
@@ -151,7 +159,8 @@ public:
 };
 
 // Writes the document with the edit, exactly as writeBinary writes the values readBinary makes of
-// it with the same changes made to them; "" or why not.
-std::string writeEdited(const BinaryDocument& document, const DocumentEdit& edit, Sink& sink);
+// it with the same changes made to them; "" or why not. The index is let go once the new strings
+// are matched with the document's, so that its memory serves the writer's own tables.
+std::string writeEdited(const BinaryDocument& document, ScalarIndex index, const DocumentEdit& edit, Sink& sink);
 
 }  // namespace orvane::plist

@@ -22,24 +22,22 @@ constexpr std::uint32_t kUnnumbered = UINT32_MAX;
 class EditWriter {
 public:
     EditWriter(const BinaryDocument& document, const DocumentEdit& edit)
-        : document_(document), edit_(edit), madeNumbers_(edit.madeCount(), kUnnumbered) {
-        objectNumbers_.reserve(document.objectCount());
-        adviseHugePages(objectNumbers_.data(), objectNumbers_.capacity() * sizeof(std::uint32_t));
-        objectNumbers_.assign(document.objectCount(), kUnnumbered);
-    }
+        : document_(document), edit_(edit), madeNumbers_(edit.madeCount(), kUnnumbered) {}
 
-    std::string write(Sink& sink) {
-        if (std::string error = resolveStrings(); !error.empty()) return error;
-        Output* none = nullptr;
-        walk(none);  // numbers everything
+    std::string write(ScalarIndex index, Sink& sink) {
+        if (std::string error = resolveStrings(index); !error.empty()) return error;
+        index = ScalarIndex();  // not needed any more: its memory serves the tables below
+        objectNumbers_.reserve(document_.objectCount());
+        adviseHugePages(objectNumbers_.data(), objectNumbers_.capacity() * sizeof(std::uint32_t));
+        objectNumbers_.assign(document_.objectCount(), kUnnumbered);
+        walk<false>(nullptr);  // numbers everything
         const std::uint32_t count = met_;
         refSize_ = byteCount(count);
         offsets_.reserve(count);
         adviseHugePages(offsets_.data(), offsets_.capacity() * sizeof(std::uint32_t));
         Output out(sink);
         out.bytes("bplist00", 8);
-        Output* writing = &out;
-        walk(writing);
+        walk<true>(&out);
         const std::uint64_t tableOffset = out.position();
         if (offsets_.size() != count || tableOffset > UINT32_MAX)
             return "internal error: the objects written and those numbered differ";
@@ -68,7 +66,7 @@ private:
 
     // Each new string as it is written, or the document's equal scalar, or an equal new string
     // before it.
-    std::string resolveStrings() {
+    std::string resolveStrings(const ScalarIndex& index) {
         const std::span<const std::string> strings = edit_.strings();
         strings_.resize(strings.size());
         stringNumbers_.assign(strings.size(), kUnnumbered);
@@ -78,7 +76,7 @@ private:
             appendEncodedString(stringBytes_[i], strings[i]);
             const std::span<const std::uint8_t> bytes(reinterpret_cast<const std::uint8_t*>(stringBytes_[i].data()),
                                                       stringBytes_[i].size());
-            if (const ObjectId same = document_.findEncoded(bytes); same != kNoObject) {
+            if (const ObjectId same = index.find(document_, bytes); same != kNoObject) {
                 strings_[i] = OutItem::object(same);
                 continue;
             }
@@ -103,29 +101,31 @@ private:
 
     // Meets an object of the written tree: numbers it on the first walk; writes it on the second
     // where it is first met. True when it is a container met now, whose entries are to be walked.
+    template <bool kWriting>
     bool meet(OutItem item, Output* out) {
         std::uint32_t& number = numberOf(item);
         if (number != kUnnumbered && number < met_) return false;  // met before
         number = met_++;
         if (item.kind == OutItem::String) {
-            if (out) {
+            if constexpr (kWriting) {
                 offsets_.push_back(static_cast<std::uint32_t>(out->position()));
                 out->bytes(stringBytes_[item.index].data(), stringBytes_[item.index].size());
             }
             return false;
         }
         if (item.kind == OutItem::Object && !document_.isContainer(item.index)) {
-            if (out) {
+            if constexpr (kWriting) {
                 offsets_.push_back(static_cast<std::uint32_t>(out->position()));
                 const std::span<const std::uint8_t> bytes = document_.encoded(item.index);
                 out->bytes(bytes.data(), bytes.size());
             }
             return false;
         }
-        open(item, out);
+        open<kWriting>(item, out);
         return true;
     }
 
+    template <bool kWriting>
     void open(OutItem container, Output* out) {
         const std::size_t first = entries_.size();
         bool array;
@@ -145,7 +145,7 @@ private:
                     document_.prefetchOffset(entry);
                     __builtin_prefetch(&objectNumbers_[entry]);
                 }
-                if (out) {
+                if constexpr (kWriting) {
                     offsets_.push_back(static_cast<std::uint32_t>(out->position()));
                     out->bytes(header.data(), header.size());
                     for (std::uint64_t p = at, end = at + std::uint64_t{refs} * width; p < end; p += width)
@@ -160,7 +160,7 @@ private:
         }
         const auto refs = static_cast<std::uint32_t>(entries_.size() - first);
         open_.push_back({false, first, refs});
-        if (out) {
+        if constexpr (kWriting) {
             offsets_.push_back(static_cast<std::uint32_t>(out->position()));
             out->marker(array ? 0xA : 0xD, array ? refs : refs / 2);
             for (std::size_t i = first; i < entries_.size(); ++i)
@@ -169,10 +169,11 @@ private:
     }
 
     // Depth first from the root, numbering on the first walk and writing on the second.
+    template <bool kWriting>
     void walk(Output* out) {
         met_ = 0;
         entries_.clear();
-        meet(resolve(edit_.root()), out);
+        meet<kWriting>(resolve(edit_.root()), out);
         while (!open_.empty()) {
             Open& top = open_.back();
             if (top.next == top.count) {
@@ -187,7 +188,7 @@ private:
             // `top` may move when a container is opened: it is not used after this.
             const OutItem child = top.inFile ? OutItem::object(document_.referenceAt(top.at + std::uint64_t{i} * width))
                                              : resolve(entries_[static_cast<std::size_t>(top.at) + i]);
-            meet(child, out);
+            meet<kWriting>(child, out);
         }
     }
 
@@ -205,8 +206,8 @@ private:
 
 }  // namespace
 
-std::string writeEdited(const BinaryDocument& document, const DocumentEdit& edit, Sink& sink) {
-    return EditWriter(document, edit).write(sink);
+std::string writeEdited(const BinaryDocument& document, ScalarIndex index, const DocumentEdit& edit, Sink& sink) {
+    return EditWriter(document, edit).write(std::move(index), sink);
 }
 
 }  // namespace orvane::plist

@@ -9,10 +9,15 @@ void BookmarkTree::reserve(std::size_t n) {
     plist::adviseHugePages(nodes_.data(), nodes_.capacity() * sizeof(TreeNode));
 }
 
+void BookmarkTree::setReordered(NodeId id, std::vector<NodeId> before) {
+    nodes_[id].reordered = nodes_[id].childrenChanged = true;
+    ordersBeforeSort_[id] = std::move(before);
+}
+
 void BookmarkTree::setTitle(NodeId id, std::string_view title) {
     TreeNode& node = nodes_[id];
     node.titleChanged = true;
-    node.newTitle = title;
+    newTitles_[id] = title;
     if (node.newTitleIsRead) {
         node.title = title;
         node.hasTitle = true;

@@ -11,6 +11,7 @@
 #include <deque>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace orvane {
@@ -43,12 +44,11 @@ struct TreeNode {
     // both a "Title" and a URI dictionary): the sort goes on seeing the old one.
     bool newTitleIsRead = true;
 
-    // --- What the rules did ---
+    // --- What the rules did (the new title and the order before the sort are kept by the tree,
+    // which only a few entries need) ---
     bool titleChanged = false;
-    std::string_view newTitle;     // when titleChanged
     bool childrenChanged = false;  // entries were removed or put in a new order
-    bool reordered = false;        // the sort moved entries; their order before it is in orderBeforeSort
-    std::vector<NodeId> orderBeforeSort;
+    bool reordered = false;        // the sort moved entries
 };
 
 // A part of the tree cleaned and sorted on its own, with its own set of addresses for finding
@@ -89,11 +89,18 @@ public:
     // Gives the entry a new title; where the store reads titles back from the same place, the
     // rules see it from now on.
     void setTitle(NodeId id, std::string_view title);
+    // The title setTitle() gave last, when titleChanged.
+    std::string_view newTitle(NodeId id) const {
+        const auto it = newTitles_.find(id);
+        return it == newTitles_.end() ? std::string_view() : it->second;
+    }
 
+    // Marks the entry reordered, its entries having been in `before`.
+    void setReordered(NodeId id, std::vector<NodeId> before);
     // The order before the sort when it moved the entries, else the order now.
     const std::vector<NodeId>& childrenBeforeSort(NodeId id) const {
-        const TreeNode& node = nodes_[id];
-        return node.reordered ? node.orderBeforeSort : node.children;
+        const auto it = ordersBeforeSort_.find(id);
+        return it == ordersBeforeSort_.end() ? nodes_[id].children : it->second;
     }
 
     std::vector<Region> regions;
@@ -102,6 +109,8 @@ public:
 private:
     std::vector<TreeNode> nodes_;
     std::deque<std::string> texts_;
+    std::unordered_map<NodeId, std::string_view> newTitles_;
+    std::unordered_map<NodeId, std::vector<NodeId>> ordersBeforeSort_;
 };
 
 }  // namespace orvane

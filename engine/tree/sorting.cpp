@@ -121,9 +121,7 @@ bool sortFolder(BookmarkTree& tree, NodeId id, FolderSorter& sorter) {
         start = i + 1;
     }
     if (before == children) return false;
-    TreeNode& node = tree[id];
-    node.orderBeforeSort = std::move(before);
-    node.reordered = node.childrenChanged = true;
+    tree.setReordered(id, std::move(before));
     return true;
 }
 

@@ -90,12 +90,12 @@ TEST(Validation, SameNamedEntriesAreRenamedFromTheLastBackwards) {
     const NodeId unseen = b.folder("f", {hidden, b.bookmark("News", "https://2.example/")});
     validateRegion(b.tree, unseen, only(false, true));
     EXPECT_EQ(b.titlesIn(unseen), (Titles{"News", "News"}));
-    EXPECT_EQ(b.tree[hidden].newTitle, "News 2");
+    EXPECT_EQ(b.tree.newTitle(hidden), "News 2");
     const NodeId alone = b.bookmark("Alone", "https://1.example/");
     b.tree[alone].newTitleIsRead = false;
     validateRegion(b.tree, b.folder("f", {alone}), only(false, true));
     EXPECT_TRUE(b.tree[alone].titleChanged);
-    EXPECT_EQ(b.tree[alone].newTitle, "Alone");
+    EXPECT_EQ(b.tree.newTitle(alone), "Alone");
 }
 
 TEST(Validation, UntitledEntriesAreNamedEvenWithoutRenaming) {

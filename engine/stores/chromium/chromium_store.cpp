@@ -209,12 +209,15 @@ std::string ChromiumStore::checksum(const BookmarkTree& tree, bool sha256) const
     };
     std::vector<NodeId> pending(roots_.rbegin(), roots_.rend());
     while (!pending.empty()) {
-        const TreeNode& node = tree[pending.back()];
+        const NodeId id = pending.back();
+        const TreeNode& node = tree[id];
         pending.pop_back();
         if (node.record == kNoRecord || document_.type(records_[node.record]) != json::Type::Object) continue;
         if (node.kind == NodeKind::Other || (node.kind == NodeKind::Bookmark && !node.hasUrl)) continue;
         piece += ids_[node.record];
-        json::appendUtf16LE(piece, node.titleChanged ? node.newTitle : node.hasTitle ? node.title : std::string_view());
+        json::appendUtf16LE(piece, node.titleChanged ? tree.newTitle(id)
+                                   : node.hasTitle   ? node.title
+                                                     : std::string_view());
         if (node.kind == NodeKind::Bookmark) {
             piece += "url";
             piece += node.url;
@@ -234,7 +237,7 @@ StoreResult ChromiumStore::save(BookmarkTree& tree, const ReplaceHooks& hooks) {
         const TreeNode& node = tree[id];
         if (node.record == kNoRecord) continue;
         const json::ValueId value = records_[node.record];
-        if (node.titleChanged && node.newTitleIsRead) edits[value].push_back({"name", true, node.newTitle, {}});
+        if (node.titleChanged && node.newTitleIsRead) edits[value].push_back({"name", true, tree.newTitle(id), {}});
         if (node.childrenChanged) {
             json::Replacement children{"children", false, {}, {}};
             children.elements.reserve(node.children.size());

@@ -302,7 +302,7 @@ StoreResult FirefoxStore::save(BookmarkTree& tree, const ReplaceHooks& hooks) {
     for (NodeId id = 0; id < tree.size(); ++id) {
         const TreeNode& node = tree[id];
         if (kept[id] && node.titleChanged && node.newTitleIsRead)
-            run(retitle.bind(1, node.newTitle).bind(2, now).bind(3, rows_[id].id));
+            run(retitle.bind(1, tree.newTitle(id)).bind(2, now).bind(3, rows_[id].id));
     }
     if (!ok) return sqlFailure(OVErrorCannotWrite, file_, "cannot write the changes", db_);
     if (hooks.beforeSwap) hooks.beforeSwap();

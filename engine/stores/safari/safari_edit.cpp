@@ -23,7 +23,7 @@ SafariEdit::SafariEdit(const plist::BinaryDocument& document, const BookmarkTree
         if (node.titleChanged) {
             std::string_view key;
             const ObjectId holder = titleHolder(nodes, object, key);
-            set(holder, key, {OutItem::String, addString(node.newTitle)});
+            set(holder, key, {OutItem::String, addString(tree.newTitle(id))});
         }
         if (node.childrenChanged) {
             std::vector<ObjectId>& list = lists_.emplace_back();

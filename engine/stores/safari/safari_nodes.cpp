@@ -10,10 +10,17 @@ int DocumentNodes::knownIndex(std::string_view key) {
     return -1;
 }
 
-void DocumentNodes::classify(Node dictionary) const {
-    classified_ = dictionary;
-    std::fill(std::begin(values_), std::end(values_), plist::kNoObject);
-    if (typeOf(dictionary) != plist::Type::Dictionary) return;
+const DocumentNodes::Node* DocumentNodes::valuesOf(Node dictionary) const {
+    if (classified_[newest_].dictionary == dictionary) return classified_[newest_].values;
+    if (classified_[1 - newest_].dictionary == dictionary) {
+        newest_ = 1 - newest_;
+        return classified_[newest_].values;
+    }
+    newest_ = 1 - newest_;
+    Classified& c = classified_[newest_];
+    c.dictionary = dictionary;
+    std::fill(std::begin(c.values), std::end(c.values), plist::kNoObject);
+    if (typeOf(dictionary) != plist::Type::Dictionary) return c.values;
     const std::size_t n = document_.count(dictionary);
     for (std::size_t i = 0; i < n; ++i) {
         const Node key = document_.key(dictionary, i);
@@ -23,17 +30,17 @@ void DocumentNodes::classify(Node dictionary) const {
             for (int k = 0; k < kKnownCount && slot.known < 0; ++k)
                 if (document_.equals(key, kKnown[k])) slot.known = k;
         }
-        if (slot.known >= 0 && values_[slot.known] == plist::kNoObject)
-            values_[slot.known] = document_.value(dictionary, i);
+        if (slot.known >= 0 && c.values[slot.known] == plist::kNoObject)
+            c.values[slot.known] = document_.value(dictionary, i);
     }
+    return c.values;
 }
 
 DocumentNodes::Node DocumentNodes::find(Node dictionary, std::string_view key) const {
     if (!exists(dictionary)) return none();
     const int known = knownIndex(key);
     if (known < 0) return document_.find(dictionary, key);
-    if (dictionary != classified_) classify(dictionary);
-    return values_[known];
+    return valuesOf(dictionary)[known];
 }
 
 void setTitle(const plist::Value& node, const plist::Value& title) {

@@ -71,13 +71,18 @@ private:
         keys::WebBookmarkUUID, keys::Children, keys::ShouldOmitFromUI, keys::WebBookmarkFileVersion};
     static constexpr int kKnownCount = sizeof kKnown / sizeof kKnown[0];
     static int knownIndex(std::string_view key);
-    void classify(Node dictionary) const;
+    // The known keys' values of a dictionary, found once: a node and its URI dictionary are
+    // asked about in turn, so the last two are kept.
+    const Node* valuesOf(Node dictionary) const;
 
     const plist::BinaryDocument& document_;
     BookmarkTree* tree_;  // keeps converted texts
-    // The known keys' values in the dictionary asked last.
-    mutable Node classified_ = plist::kNoObject;
-    mutable Node values_[kKnownCount] = {};
+    struct Classified {
+        Node dictionary = plist::kNoObject;
+        Node values[kKnownCount] = {};
+    };
+    mutable Classified classified_[2];
+    mutable int newest_ = 0;
     // Key objects met, each with the known key it is (-1: none), by a hash of the object.
     struct KeySlot {
         Node key = plist::kNoObject;

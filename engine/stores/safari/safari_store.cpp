@@ -145,18 +145,25 @@ SafariStore::SafariStore(fs::path file, const fs::path& givenPath, bool copyThro
       lock_((givenPath.has_parent_path() ? givenPath.parent_path() : fs::path(".")) / "lock"),
       copyThrough_(copyThrough) {}
 
-SafariStore::~SafariStore() { dropCheck(); }
+SafariStore::~SafariStore() { dropIndex(); }
 
-void SafariStore::dropCheck() {
-    if (!distinct_.valid()) return;
-    document_.stopChecking();
-    distinct_.wait();
-    distinct_ = {};
+void SafariStore::dropIndex() {
+    if (!indexing_.valid()) return;
+    stopIndexing_ = true;
+    indexing_.wait();
+    indexing_ = {};
 }
 
-bool SafariStore::scalarsDistinct() {
-    if (distinct_.valid()) distinctKnown_ = distinct_.get();
-    return distinctKnown_;
+bool SafariStore::takeIndex(plist::ScalarIndex& index) {
+    if (indexing_.valid()) {
+        distinct_ = indexing_.get();
+        index = std::move(index_);
+        index_ = plist::ScalarIndex();
+        return distinct_;
+    }
+    // Given to an earlier write already (a test's): made again.
+    const std::atomic<bool> never = false;
+    return distinct_ && index.build(document_, never);
 }
 
 FileHolder SafariStore::holder() {
@@ -166,7 +173,7 @@ FileHolder SafariStore::holder() {
 }
 
 StoreResult SafariStore::load(BookmarkTree& tree) {
-    dropCheck();
+    dropIndex();
     valueRead_.reset();
     placeRead_.reset();
     if (IoError error = readSnapshot(file_, snapshot_); !error.ok())
@@ -177,8 +184,9 @@ StoreResult SafariStore::load(BookmarkTree& tree) {
     if (copyThrough_ && document_.open(snapshot_.bytes)) {
         // Whether the file's scalars are all distinct matters only for writing: it is found out
         // on the other core while the tree is made and sorted.
-        distinctKnown_ = false;
-        distinct_ = std::async(std::launch::async, [this] { return document_.checkScalarsDistinct(); });
+        distinct_ = false;
+        stopIndexing_ = false;
+        indexing_ = std::async(std::launch::async, [this] { return index_.build(document_, stopIndexing_); });
         auto inPlace = std::make_unique<Read<DocumentNodes>>(DocumentNodes(document_, &tree));
         inPlace->root = document_.root();
         if (!isBookmarksFileRoot(inPlace->nodes, inPlace->root))
@@ -219,7 +227,7 @@ std::string writeValues(const SafariStore::Read<ValueNodes>& read, const Bookmar
         const TreeNode& node = tree[id];
         if (node.record == kNoRecord) continue;
         const plist::Value& value = read.records[node.record];
-        if (node.titleChanged) setTitle(value, plist::Value::string(node.newTitle));
+        if (node.titleChanged) setTitle(value, plist::Value::string(tree.newTitle(id)));
         if (node.childrenChanged) {
             plist::Value list = plist::Value::array(node.children.size());
             for (const NodeId child : node.children) list.asArray()->append(read.records[tree[child].record]);
@@ -246,9 +254,10 @@ std::string SafariStore::writeSorted(const BookmarkTree& tree, std::optional<std
     if (!tree.regions.empty()) rootList = read.sortedEntries(tree);
     std::vector<plist::ObjectId> entries = rootList.value_or(std::vector<plist::ObjectId>());
     std::sort(entries.begin(), entries.end());
-    if (std::adjacent_find(entries.begin(), entries.end()) == entries.end() && scalarsDistinct()) {
+    plist::ScalarIndex index;
+    if (std::adjacent_find(entries.begin(), entries.end()) == entries.end() && takeIndex(index)) {
         const SafariEdit edit(document_, tree, read.records, std::move(rootList), std::move(identity));
-        return plist::writeEdited(document_, edit, sink);
+        return plist::writeEdited(document_, std::move(index), edit, sink);
     }
     // A folder that takes the place of its namesake is in the root twice, and written twice, and
     // equal scalars are written once: copying can do neither, so these rare files are written

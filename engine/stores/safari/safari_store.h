@@ -9,6 +9,7 @@
 // values and written from them. Both ways give the same bytes.
 #pragma once
 
+#include <atomic>
 #include <filesystem>
 #include <future>
 #include <memory>
@@ -62,17 +63,19 @@ public:
     struct Read;
 
 private:
-    // Ends a check of the document's scalars still under way: its answer is no longer needed.
-    void dropCheck();
-    // Whether the document's scalars are all distinct, once its check has ended.
-    bool scalarsDistinct();
+    // Ends the making of index_ if it is under way: it is no longer needed.
+    void dropIndex();
+    // The index of the document's scalars, once made; false when two of them are equal.
+    bool takeIndex(plist::ScalarIndex& index);
 
     std::filesystem::path file_, lock_;
     bool copyThrough_;
     FileSnapshot snapshot_;
     plist::BinaryDocument document_;  // snapshot_.bytes, when they are plain
-    std::future<bool> distinct_;      // whether its scalars are all distinct, being found out
-    bool distinctKnown_ = false;
+    plist::ScalarIndex index_;        // its scalars, when they are all distinct
+    std::future<bool> indexing_;      // index_ being made
+    std::atomic<bool> stopIndexing_ = false;
+    bool distinct_ = false;                           // index_ made, or given to the writer
     std::unique_ptr<Read<ValueNodes>> valueRead_;     // a file read into values...
     std::unique_ptr<Read<DocumentNodes>> placeRead_;  // ...or where it lies, in document_
 };
