@@ -152,29 +152,36 @@ bool BinaryDocument::walk() {
     std::vector<Open> stack;
     std::vector<ObjectId> keys;
     auto enter = [&](ObjectId object) {
+        const std::uint8_t kind = data_[offsetOf(object)] >> 4;
+        const bool container = kind == 0xA || kind == 0xD;
+        // A scalar met again was checked when first met; a container met again is not plain.
+        if (!firstVisit(object)) return !container;
         std::uint64_t payload = 0, n = 0;
         if (!checkObject(object, payload, n)) return false;
-        const bool container = type(object) == Type::Array || type(object) == Type::Dictionary;
-        if (!firstVisit(object)) return !container;  // a container reached twice is not plain
         if (!container) return true;
         if (stack.size() + 1 >= kMaxDepth) return false;
         containers_[object / 64] |= std::uint64_t{1} << (object % 64);
         ++containerCount_;
-        const bool dictionary = type(object) == Type::Dictionary;
-        if (dictionary) {
+        if (kind == 0xD) {
             // Keys are strings, each once.
             keys.clear();
             for (std::uint64_t i = 0; i < n; ++i) {
                 const ObjectId key = refAt(payload + i * refSize_);
                 if (key >= numObjects_) return false;
-                const std::uint8_t kind = data_[offsetOf(key)] >> 4;
-                if (kind != 0x5 && kind != 0x6) return false;
+                const std::uint8_t keyKind = data_[offsetOf(key)] >> 4;
+                if (keyKind != 0x5 && keyKind != 0x6) return false;
                 keys.push_back(key);
             }
-            std::sort(keys.begin(), keys.end());
-            if (std::adjacent_find(keys.begin(), keys.end()) != keys.end()) return false;
+            if (n <= 16) {
+                for (std::size_t i = 1; i < keys.size(); ++i)
+                    for (std::size_t j = 0; j < i; ++j)
+                        if (keys[i] == keys[j]) return false;
+            } else {
+                std::sort(keys.begin(), keys.end());
+                if (std::adjacent_find(keys.begin(), keys.end()) != keys.end()) return false;
+            }
         }
-        stack.push_back({payload, dictionary ? 2 * n : n, 0});
+        stack.push_back({payload, kind == 0xD ? 2 * n : n, 0});
         return true;
     };
     if (!enter(root_)) return false;
