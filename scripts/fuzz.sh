@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
-# Runs one fuzz target with clang's libFuzzer: scripts/fuzz.sh binary|xml|openstep [SECONDS]
+# Runs one fuzz target with clang's libFuzzer: scripts/fuzz.sh binary|xml|openstep|safari_sort [SECONDS]
 # New inputs that add coverage are merged into fuzz/corpus/TARGET (commit them); crashes land in
 # fuzz/artifacts/.
 set -euo pipefail
-usage="usage: scripts/fuzz.sh binary|xml|openstep [SECONDS]
+usage="usage: scripts/fuzz.sh binary|xml|openstep|safari_sort [SECONDS]
 Runs one fuzz target with clang's libFuzzer for SECONDS (default 1200) and merges new inputs
 that add coverage into fuzz/corpus/TARGET; crashes land in fuzz/artifacts/."
 if [[ $# -eq 1 && ($1 == -h || $1 == --help) ]]; then echo "$usage"; exit 0; fi
-if (($# < 1 || $# > 2)) || [[ ! $1 =~ ^(binary|xml|openstep)$ || ! ${2:-1200} =~ ^[0-9]+$ ]]; then echo "$usage" >&2; exit 64; fi
+if (($# < 1 || $# > 2)) || [[ ! $1 =~ ^(binary|xml|openstep|safari_sort)$ || ! ${2:-1200} =~ ^[0-9]+$ ]]; then echo "$usage" >&2; exit 64; fi
 cd "$(dirname "$0")/.."
 target="$1"
 seconds="${2:-1200}"
