@@ -187,7 +187,8 @@ int printBrowserProfile(std::string_view input, BookmarksFormat format, Outline&
     for (auto region = tree.regions.rbegin(); region != tree.regions.rend(); ++region)
         pending.emplace_back(region->root, 0);
     while (!pending.empty()) {
-        const auto [id, depth] = pending.back();
+        const NodeId id = pending.back().first;
+        const int depth = pending.back().second;
         pending.pop_back();
         const TreeNode& node = tree[id];
         Entry e;

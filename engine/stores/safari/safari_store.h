@@ -25,7 +25,7 @@
 namespace orvane::safari {
 
 struct ValueNodes;
-struct DocumentNodes;
+class DocumentNodes;
 
 // Where Safari keeps its bookmarks unless the user says otherwise.
 inline constexpr std::string_view kDefaultBookmarksFile = "~/Library/Safari/Bookmarks.plist";
