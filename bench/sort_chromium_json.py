@@ -15,12 +15,12 @@ little): same names told apart, collation by the user's language, the change tes
 Prints the same "name: value" lines as plist_peak_memory: file_bytes, seconds, cpu_seconds,
 baseline_rss_kib and peak_rss_kib.
 """
-import hashlib
 import json
 import os
-import resource
 import sys
-import time
+
+from make_chromium_bookmarks import checksum
+from sort_plistlib import Probe
 
 
 def clean(node, seen):
@@ -51,27 +51,6 @@ def sort(node, keep_own_order):
         node["children"].sort(key=lambda c: (c.get("type") != "folder", c.get("name", "").casefold()))
 
 
-def checksum(roots):
-    digest = hashlib.md5()
-    stack = [roots[key] for key in ("synced", "other", "bookmark_bar")]
-    while stack:
-        node = stack.pop()
-        digest.update(node["id"].encode())
-        digest.update(node.get("name", "").encode("utf-16-le"))
-        if node["type"] == "url":
-            digest.update(b"url")
-            digest.update(node["url"].encode())
-        else:
-            digest.update(b"folder")
-            stack.extend(reversed(node["children"]))
-    return digest.hexdigest()
-
-
-def cpu_seconds():
-    r = resource.getrusage(resource.RUSAGE_SELF)
-    return r.ru_utime + r.ru_stime
-
-
 def main(argv):
     if argv in (["-h"], ["--help"]):
         print(__doc__.strip())
@@ -80,8 +59,7 @@ def main(argv):
         print("usage: bench/sort_chromium_json.py IN OUT", file=sys.stderr)
         sys.exit(64)
     src, out = argv
-    baseline = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
-    start, cpu_start = time.perf_counter(), cpu_seconds()
+    probe = Probe()
     with open(src, encoding="utf-8") as f:
         data = json.load(f)
     for key, root in data["roots"].items():
@@ -95,12 +73,7 @@ def main(argv):
         f.flush()
         os.fsync(f.fileno())
     os.replace(tmp, out)
-    seconds, cpu = time.perf_counter() - start, cpu_seconds() - cpu_start
-    print("file_bytes:", os.path.getsize(src))
-    print("seconds: %.6f" % seconds)
-    print("cpu_seconds: %.6f" % cpu)
-    print("baseline_rss_kib:", baseline)
-    print("peak_rss_kib:", resource.getrusage(resource.RUSAGE_SELF).ru_maxrss)
+    probe.report(src)
 
 
 if __name__ == "__main__":

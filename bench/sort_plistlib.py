@@ -101,6 +101,22 @@ def cpu_seconds():
     return r.ru_utime + r.ru_stime
 
 
+class Probe:
+    """Times a job from its creation and prints what plist_peak_memory prints of one."""
+
+    def __init__(self):
+        self.baseline = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
+        self.start, self.cpu_start = time.perf_counter(), cpu_seconds()
+
+    def report(self, src):
+        seconds, cpu = time.perf_counter() - self.start, cpu_seconds() - self.cpu_start
+        print("file_bytes:", os.path.getsize(src))
+        print("seconds: %.6f" % seconds)
+        print("cpu_seconds: %.6f" % cpu)
+        print("baseline_rss_kib:", self.baseline)
+        print("peak_rss_kib:", resource.getrusage(resource.RUSAGE_SELF).ru_maxrss)
+
+
 def main(argv):
     if argv in (["-h"], ["--help"]):
         print(__doc__.strip())
@@ -112,19 +128,13 @@ def main(argv):
         print("usage: bench/sort_plistlib.py [--no-sort] IN OUT", file=sys.stderr)
         sys.exit(64)
     src, out = argv
-    baseline = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
-    start, cpu_start = time.perf_counter(), cpu_seconds()
+    probe = Probe()
     with open(src, "rb") as f:
         tree = plistlib.load(f)
     if sort:
         sort_root(tree)
     write_atomically(tree, out)
-    seconds, cpu = time.perf_counter() - start, cpu_seconds() - cpu_start
-    print("file_bytes:", os.path.getsize(src))
-    print("seconds: %.6f" % seconds)
-    print("cpu_seconds: %.6f" % cpu)
-    print("baseline_rss_kib:", baseline)
-    print("peak_rss_kib:", resource.getrusage(resource.RUSAGE_SELF).ru_maxrss)
+    probe.report(src)
 
 
 if __name__ == "__main__":

@@ -6,6 +6,7 @@
 #include "files/application_folder.h"
 #include "files/atomic_file.h"
 #include "files/paths.h"
+#include "files/replace_item.h"
 #include "job/error_codes.h"
 #include "stores/chromium/chromium_browsers.h"
 #include "support/digest.h"
@@ -28,6 +29,13 @@ StoreResult writeFirstBackup(const fs::path& backup, bool& made, const std::func
     StoreResult written = write();
     made = written.done();
     return written;
+}
+
+StoreResult moveBackupInPlace(const fs::path& file, const fs::path& backup) {
+    ReplaceOperations system;
+    std::string reason;
+    if (!replaceItemAtPath(file, backup, system, &reason)) return StoreResult::failed(OVErrorCannotWrite, reason);
+    return {};
 }
 
 StoreResult copyIfStill(const fs::path& file, const FileIdentity& identity, const fs::path& backup) {

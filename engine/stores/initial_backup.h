@@ -21,4 +21,7 @@ StoreResult writeFirstBackup(const std::filesystem::path& backup, bool& made,
 StoreResult copyIfStill(const std::filesystem::path& file, const FileIdentity& identity,
                         const std::filesystem::path& backup);
 
+// Puts a backup file in place of `file` in one step (files/replace_item.h); the backup is used up.
+StoreResult moveBackupInPlace(const std::filesystem::path& file, const std::filesystem::path& backup);
+
 }  // namespace orvane

@@ -223,14 +223,8 @@ void AppJobsTest::aWriteTheSystemRefusesSaysWhyInTheDetails() {
     // The backup is there already; the file itself may not grow past a few bytes.
     QDir().mkpath(QFileInfo(initialBackupPathFor(file)).path());
     QFile::copy(file, initialBackupPathFor(file));
-    QtAlertPresenter alerts;
-    FakeFiles files;
-    LinuxSafari safari;
-    FakeWorkspace workspace;
-    FakeUpdater updater;
-    FakeServices services;
-    FakeClock clock;
-    AppDelegate controller({alerts, files, safari, workspace, updater, services, clock});
+    WindowRig rig;
+    AppDelegate& controller = rig.controller;
     controller.applicationDidFinishLaunching();
     QVERIFY(QTest::qWaitForWindowExposed(controller.window()));
     QStringList log;

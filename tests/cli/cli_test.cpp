@@ -1,10 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
-#include <csignal>
 
 #include "bookmark_trees.h"
 #include "places_db.h"
@@ -706,26 +703,12 @@ TEST(CliFirefox, PrintsSortsRestoresAndWaitsForFirefoxToQuit) {
     expectIn(r.out, {"folders reordered: 1\n", "Initial Copies/firefox-abcd.default-esr-"});
     EXPECT_EQ(menu(), (std::vector<std::string>{"z", "y"}));
 
-    int locked[2];
-    ASSERT_EQ(::pipe(locked), 0);
-    const pid_t firefox = ::fork();
-    if (firefox == 0) {  // holds the lock Firefox holds while it runs
-        const int lock = ::open((file.parent_path() / ".parentlock").c_str(), O_RDWR | O_CREAT, 0644);
-        struct flock hold {};
-        hold.l_type = F_WRLCK;
-        ::fcntl(lock, F_SETLK, &hold);
-        (void)!::write(locked[1], "x", 1);
-        ::pause();
-        ::_exit(0);
-    }
-    char x;
-    ASSERT_EQ(::read(locked[0], &x, 1), 1);
+    test::FirefoxRunning firefox(file.parent_path());
     r = box.cli({"sort", "--sort-bookmarks-bar", file.string()});
     EXPECT_EQ(r.exitCode, 8);
     EXPECT_NE(r.err.find("Firefox is currently using the bookmarks file"), std::string::npos) << r.err;
     EXPECT_EQ(menu(), (std::vector<std::string>{"z", "y"}));
-    ::kill(firefox, SIGKILL);
-    ::waitpid(firefox, nullptr, 0);
+    firefox.kill();
 
     r = box.cli({"sort", "--sort-bookmarks-bar", file.string()});
     ASSERT_EQ(r.exitCode, 0) << r.err;

@@ -2,7 +2,6 @@
 // changed as Firefox's own code changes bookmarks, in one transaction, never while Firefox runs.
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <csignal>
@@ -216,22 +215,8 @@ TEST(FirefoxStore, ChangesNothingWhileFirefoxHoldsTheProfile) {
         db.bookmark(P::kMenu, "b", "https://b.example/");
         db.bookmark(P::kMenu, "a", "https://a.example/");
     }
-    // Firefox's lock: an fcntl write lock on .parentlock, held by another process.
-    int ready[2];
-    ASSERT_EQ(::pipe(ready), 0);
-    const pid_t browser = ::fork();
-    if (browser == 0) {
-        const int fd = ::open((dir / ".parentlock").c_str(), O_RDWR | O_CREAT, 0644);
-        struct flock lock {};
-        lock.l_type = F_WRLCK;
-        lock.l_whence = SEEK_SET;
-        ::fcntl(fd, F_SETLK, &lock);
-        (void)!::write(ready[1], "x", 1);
-        ::pause();
-        ::_exit(0);
-    }
-    char x;
-    ASSERT_EQ(::read(ready[0], &x, 1), 1);
+    FirefoxRunning firefox(dir.path());
+    const int browser = firefox.pid();
     const JobResult held = sort(file);
     EXPECT_EQ(held.code, OVErrorFileBusy);
     EXPECT_NE(held.reason.find("Firefox (process " + std::to_string(browser) + ") is running with this profile"),
@@ -242,8 +227,7 @@ TEST(FirefoxStore, ChangesNothingWhileFirefoxHoldsTheProfile) {
         PlacesDb db(file, PlacesDb::Existing);
         EXPECT_EQ(db.titles(P::kMenu), (Strings{"b", "a"}));
     }
-    ::kill(browser, SIGKILL);
-    ::waitpid(browser, nullptr, 0);
+    firefox.kill();
     // What the dead browser left behind does not block.
     fs::create_symlink("127.0.0.1:+" + std::to_string(browser), dir / "lock");
     EXPECT_EQ(sort(file).code, OVErrorSuccess);

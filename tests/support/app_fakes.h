@@ -9,6 +9,7 @@
 
 #include "app_delegate.h"
 #include "platform.h"
+#include "platform_linux.h"
 #include "scratch_home.h"
 
 namespace orvane::test {
@@ -115,6 +116,20 @@ struct ControllerRig {
     FakeClock clock;
     std::unique_ptr<AppDelegate> controller;
     int terminations = 0;
+};
+
+// The controller with the real alerts and Safari's real files, for tests that drive the window
+// the way a person does; the rest is faked.
+struct WindowRig {
+    WindowRig() : controller({alerts, files, safari, workspace, updater, services, clock}) {}
+    QtAlertPresenter alerts;
+    FakeFiles files;
+    LinuxSafari safari;
+    FakeWorkspace workspace;
+    FakeUpdater updater;
+    FakeServices services;
+    FakeClock clock;
+    AppDelegate controller;
 };
 
 }  // namespace orvane::test

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <csignal>
 #include <stdexcept>
 
 #include "test_support.h"
@@ -102,6 +106,34 @@ std::vector<std::string> PlacesDb::titles(std::int64_t folder) {
     while (rows.step() == SQLITE_ROW)
         titles.emplace_back(rows.integer(0) == 3 ? "-" : rows.isNull(1) ? "<null>" : std::string(rows.text(1)));
     return titles;
+}
+
+FirefoxRunning::FirefoxRunning(const std::filesystem::path& profile) {
+    int ready[2];
+    if (::pipe(ready) != 0) throw std::runtime_error("cannot make a pipe");
+    pid_ = ::fork();
+    if (pid_ == 0) {
+        const int fd = ::open((profile / ".parentlock").c_str(), O_RDWR | O_CREAT, 0644);
+        struct flock lock {};
+        lock.l_type = F_WRLCK;
+        lock.l_whence = SEEK_SET;
+        ::fcntl(fd, F_SETLK, &lock);
+        (void)!::write(ready[1], "x", 1);
+        ::pause();
+        ::_exit(0);
+    }
+    char x;
+    const bool locked = pid_ > 0 && ::read(ready[0], &x, 1) == 1;
+    ::close(ready[0]);
+    ::close(ready[1]);
+    if (!locked) throw std::runtime_error("the stand-in for Firefox did not start");
+}
+
+void FirefoxRunning::kill() {
+    if (pid_ <= 0) return;
+    ::kill(pid_, SIGKILL);
+    ::waitpid(pid_, nullptr, 0);
+    pid_ = -1;
 }
 
 std::vector<std::string> incoherence(PlacesDb& db) {

@@ -46,6 +46,22 @@ private:
     sqlite::Database db_;
 };
 
+// A process that holds a profile as a running Firefox does, with an fcntl write lock on its
+// ".parentlock", from construction until kill() or destruction.
+class FirefoxRunning {
+public:
+    explicit FirefoxRunning(const std::filesystem::path& profile);
+    ~FirefoxRunning() { kill(); }
+    FirefoxRunning(const FirefoxRunning&) = delete;
+    FirefoxRunning& operator=(const FirefoxRunning&) = delete;
+    int pid() const { return pid_; }
+    // Ends the process as a crash would, leaving its lock file behind.
+    void kill();
+
+private:
+    int pid_ = -1;
+};
+
 // What Firefox's own coherence checks would find to fix, one line each; empty when nothing.
 std::vector<std::string> incoherence(PlacesDb& db);
 

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <future>
 
-#include "files/replace_item.h"
 #include "job/error_codes.h"
 #include "stores/chromium/chromium_browsers.h"
 #include "stores/chromium/chromium_json.h"
@@ -294,11 +293,6 @@ StoreResult ChromiumStore::checkBackup(const fs::path& backup) {
     return parse(backup, snapshot.bytes, document);
 }
 
-StoreResult ChromiumStore::restoreBackup(const fs::path& backup) {
-    ReplaceOperations system;
-    std::string reason;
-    if (!replaceItemAtPath(file_, backup, system, &reason)) return StoreResult::failed(OVErrorCannotWrite, reason);
-    return {};
-}
+StoreResult ChromiumStore::restoreBackup(const fs::path& backup) { return moveBackupInPlace(file_, backup); }
 
 }  // namespace orvane::chromium

@@ -4,7 +4,6 @@
 
 #include <future>
 
-#include "files/replace_item.h"
 #include "job/error_codes.h"
 #include "stores/initial_backup.h"
 #include "stores/safari/bookmarks_plist.h"
@@ -299,11 +298,6 @@ StoreResult SafariStore::checkBackup(const fs::path& backup) {
     return checkBookmarksPlist(backup, readBookmarksPlist(snapshot.bytes));
 }
 
-StoreResult SafariStore::restoreBackup(const fs::path& backup) {
-    ReplaceOperations system;
-    std::string reason;
-    if (!replaceItemAtPath(file_, backup, system, &reason)) return StoreResult::failed(OVErrorCannotWrite, reason);
-    return {};
-}
+StoreResult SafariStore::restoreBackup(const fs::path& backup) { return moveBackupInPlace(file_, backup); }
 
 }  // namespace orvane::safari
