@@ -43,12 +43,12 @@ int runBrowsers(const Args& args) {
     return ExitOk;
 }
 
-std::optional<std::string> browserProfileFile(std::string_view command, std::string_view spec) {
+std::optional<std::string> browserProfileFile(std::string_view command, std::string_view choice) {
     const Discovery found = discoverProfiles();
     std::string why;
-    if (const std::optional<BrowserProfile> profile = findProfile(found, spec, why))
+    if (const std::optional<BrowserProfile> profile = findProfile(found, choice, why))
         return profile->bookmarksFile.string();
-    printError(std::string(command) + ": --browser " + std::string(spec) + ": " + why + "; see 'orvane-cli browsers'");
+    printError(std::string(command) + ": --browser " + std::string(choice) + ": " + why + "; see 'orvane-cli browsers'");
     return std::nullopt;
 }
 

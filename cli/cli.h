@@ -31,7 +31,7 @@ int runBrowsers(const Args& args);
 
 // The bookmarks file of the browser profile "ID" or "ID:PROFILE"; nothing, after saying on
 // standard error which browsers and profiles exist, when there is no such profile.
-std::optional<std::string> browserProfileFile(std::string_view command, std::string_view spec);
+std::optional<std::string> browserProfileFile(std::string_view command, std::string_view choice);
 
 // Prints "orvane-cli: <message>" to standard error, one line.
 void printError(std::string_view message);

@@ -203,11 +203,11 @@ Discovery discoverProfiles() {
     return found;
 }
 
-std::optional<BrowserProfile> findProfile(const Discovery& found, std::string_view spec, std::string& why) {
-    const std::size_t colon = spec.find(':');
-    const std::string_view id = spec.substr(0, colon);
+std::optional<BrowserProfile> findProfile(const Discovery& found, std::string_view choice, std::string& why) {
+    const std::size_t colon = choice.find(':');
+    const std::string_view id = choice.substr(0, colon);
     const std::optional<std::string_view> wanted =
-        colon == std::string_view::npos ? std::nullopt : std::optional(spec.substr(colon + 1));
+        colon == std::string_view::npos ? std::nullopt : std::optional(choice.substr(colon + 1));
     std::vector<const BrowserProfile*> ofBrowser;
     for (const BrowserProfile& profile : found.profiles)
         if (profile.browser == id) ofBrowser.push_back(&profile);

@@ -32,7 +32,7 @@ Discovery discoverProfiles();
 
 // The profile "ID" (its browser's default one) or "ID:PROFILE" (by name or folder name) names;
 // nothing, with `why` listing what exists, when there is none.
-std::optional<BrowserProfile> findProfile(const Discovery& found, std::string_view spec, std::string& why);
+std::optional<BrowserProfile> findProfile(const Discovery& found, std::string_view choice, std::string& why);
 
 // The browser ids discovery knows, in the order it lists them.
 std::vector<std::string_view> browserIds();
