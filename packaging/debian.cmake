@@ -20,7 +20,7 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME orvane)
 set(CPACK_PACKAGE_VENDOR Marrowfen)
 set(CPACK_PACKAGE_CONTACT "The Orvane developers <orvane@marrowfen.com>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "bookmark sorter for Safari and Chromium-family browsers")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "bookmark sorter for Safari, Chromium and Firefox")
 set(CPACK_PACKAGE_DESCRIPTION
     "Orvane sorts every folder of a bookmarks file by title, case ignored and
 in the order of the user's language. It drops bookmarks without an address
@@ -32,8 +32,9 @@ of the bookmarks made before the first change can be put back at any time.
 The package holds the desktop program orvane, its background helper
 orvane-helper, which sorts the bookmarks whenever they change, and the
 command-line tool orvane-cli for terminals and scripts. It reads Safari's
-Bookmarks.plist and the Bookmarks file of Chromium, Chrome, Edge, Brave,
-Vivaldi and Opera profiles.")
+Bookmarks.plist, the Bookmarks file of Chromium, Chrome, Edge, Brave,
+Vivaldi and Opera profiles, and the places.sqlite of Firefox, LibreWolf,
+Floorp and Waterfox profiles.")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
