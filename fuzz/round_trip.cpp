@@ -5,6 +5,8 @@
 
 namespace orvane::fuzz {
 namespace {
+constexpr std::size_t kLargestXmlTrip = 1 << 20;
+
 std::span<const std::uint8_t> bytesOf(const std::string& s) {
     return {reinterpret_cast<const std::uint8_t*>(s.data()), s.size()};
 }
@@ -34,6 +36,10 @@ void checkRoundTrips(const char* target, const plist::Value& value, bool xmlExac
         fail(target, "cannot rewrite our own binary", error);
     if (rewritten.out != binary.out) fail(target, "writing our own binary again changed its bytes");
 
+    // A few hundred bytes that share arrays may read as millions of values, within the readers'
+    // bound: the binary trip above has checked them, and an XML trip of them only takes the
+    // fuzzer's time.
+    if (binary.out.size() > kLargestXmlTrip) return;
     // Not every tree fits in XML (control characters, lone surrogates, years past 9999).
     plist::StringSink xml;
     if (!plist::writeXml(value, xml).empty()) return;

@@ -18,6 +18,6 @@ found=$(mktemp -d)
 trap 'rm -rf "$found"' EXIT
 dict=()
 [[ -f "fuzz/$target.dict" ]] && dict=(-dict="fuzz/$target.dict")
-"build-fuzz/fuzz/fuzz_$target" "${dict[@]}" -max_total_time="$seconds" -max_len=16384 -timeout=10 -rss_limit_mb=2048 \
+"build-fuzz/fuzz/fuzz_$target" "${dict[@]}" -max_total_time="$seconds" -max_len=16384 -timeout=30 -rss_limit_mb=2048 \
   -print_final_stats=1 -artifact_prefix=fuzz/artifacts/ "$found" "fuzz/corpus/$target"
 "build-fuzz/fuzz/fuzz_$target" -merge=1 "fuzz/corpus/$target" "$found"
