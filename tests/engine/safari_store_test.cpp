@@ -140,5 +140,88 @@ TEST(SafariStore, SpecialFoldersReplaceTheirNamesakesOrAreAppended) {
     EXPECT_NE(noMenu.loaded.reason.find("no Bookmarks Bar or no Bookmarks Menu"), std::string::npos);
 }
 
+// A binary property list put together by hand, each object given as its encoding with one-byte
+// references: writers that do not share equal scalars make such files.
+std::string handMadeBinary(const std::vector<std::string>& objects) {
+    std::string file = "bplist00";
+    std::string offsets;
+    for (const std::string& object : objects) {
+        offsets.push_back(static_cast<char>(file.size()));
+        file += object;
+    }
+    const std::size_t table = file.size();
+    file += offsets;
+    std::string trailer(32, '\0');
+    trailer[6] = trailer[7] = 1;  // one-byte offsets and references
+    trailer[15] = static_cast<char>(objects.size());
+    trailer[31] = static_cast<char>(table);
+    return file + trailer;
+}
+std::string ascii(const std::string& text) {
+    if (text.size() < 15) return static_cast<char>(0x50 | text.size()) + text;
+    return std::string("\x5F\x10") + static_cast<char>(text.size()) + text;
+}
+std::string refs(char marker, std::initializer_list<int> objects) {
+    std::string encoded(1, marker);
+    for (const int object : objects) encoded.push_back(static_cast<char>(object));
+    return encoded;
+}
+
+// Files whose scalars are not all distinct are read in place but written from values, whose
+// writer shares equal scalars: both ways give the same bytes, whether the sort changed the
+// file or not.
+TEST(SafariStore, FilesWithEqualScalarsAreWrittenAsFromValues) {
+    const std::vector<std::string> sortable = {
+        refs('\xD2', {1, 2, 3, 4}),  // root: WebBookmarkType, Children
+        ascii("WebBookmarkType"),
+        ascii("Children"),
+        ascii("WebBookmarkTypeList"),
+        refs('\xA4', {5, 9, 13, 18}),
+        refs('\xD3', {1, 6, 2, 3, 7, 8}),
+        ascii("Title"),
+        ascii("BookmarksBar"),
+        refs('\xA0', {}),
+        refs('\xD3', {1, 6, 2, 3, 10, 11}),
+        ascii("BookmarksMenu"),
+        refs('\xA0', {}),
+        ascii("unused"),
+        refs('\xD3', {1, 6, 14, 15, 16, 17}),
+        ascii("URLString"),
+        ascii("WebBookmarkTypeLeaf"),
+        ascii("b"),
+        ascii("https://b.example/"),
+        // The same type again, as its own object.
+        refs('\xD3', {1, 6, 14, 19, 20, 21}),
+        ascii("WebBookmarkTypeLeaf"),
+        ascii("a"),
+        ascii("https://a.example/"),
+    };
+    const std::vector<std::string> noEntries = {
+        refs('\xD2', {1, 2, 3, 4}),   ascii("WebBookmarkType"),     ascii("Note"),
+        ascii("WebBookmarkTypeList"), ascii("WebBookmarkTypeList"),
+    };
+    for (const auto& objects : {sortable, noEntries}) {
+        TempDir dir;
+        writeFile(dir / "Bookmarks.plist", handMadeBinary(objects));
+        std::string bytes[2];
+        for (const bool copyThrough : {true, false}) {
+            safari::SafariStore store(dir / "Bookmarks.plist", dir / "Bookmarks.plist", copyThrough);
+            BookmarkTree tree;
+            const StoreResult loaded = store.load(tree);
+            ASSERT_TRUE(loaded.done()) << loaded.reason;
+            EXPECT_EQ(store.readInPlace(), copyThrough);
+            EXPECT_EQ(sortTree(tree, {}, TitleCollator()), objects.size() == sortable.size());
+            plist::StringSink sink;
+            ASSERT_EQ(store.writeSorted(tree, std::string("ID"), sink), "");
+            bytes[copyThrough] = sink.out;
+        }
+        EXPECT_EQ(bytes[true], bytes[false]);
+        if (objects.size() == sortable.size()) {
+            const Value written = plist::readBinary(bytesOf(bytes[true])).value;
+            EXPECT_EQ(titlesIn(written), (Titles{"BookmarksBar", "BookmarksMenu", "a", "b"}));
+        }
+    }
+}
+
 }  // namespace
 }  // namespace orvane

@@ -262,12 +262,15 @@ std::string SafariStore::writeSorted(const BookmarkTree& tree, std::optional<std
     // equal scalars are written once: copying can do neither, so these rare files are written
     // from values.
     const std::vector<plist::Value> values = document_.valuesByObject(plist::readBinary(snapshot_.bytes).value);
+    const auto valueOf = [&](plist::ObjectId object) {
+        return object == plist::kNoObject ? plist::Value() : values[object];
+    };
     Read<ValueNodes> asValues;
-    asValues.root = values[read.root];
-    for (const plist::ObjectId object : read.records) asValues.records.push_back(values[object]);
-    for (const plist::ObjectId object : read.kept) asValues.kept.push_back(values[object]);
-    asValues.bar = values[read.bar];
-    asValues.menu = values[read.menu];
+    asValues.root = valueOf(read.root);
+    for (const plist::ObjectId object : read.records) asValues.records.push_back(valueOf(object));
+    for (const plist::ObjectId object : read.kept) asValues.kept.push_back(valueOf(object));
+    asValues.bar = valueOf(read.bar);
+    asValues.menu = valueOf(read.menu);
     asValues.rootLevel = read.rootLevel;
     return writeValues(asValues, tree, identity, sink);
 }
