@@ -27,23 +27,35 @@ std::uint32_t rankOf(NodeKind kind, bool foldersAtTop) {
 class KeyHeads {
 public:
     KeyHeads(const BookmarkTree& tree, const std::vector<NodeId>& titled, const TitleCollator& collator)
-        : heads_(tree.size()), made_(tree.size()) {
+        : heads_(tree.size()), flags_(tree.size()) {
         const std::size_t half = titled.size() / 2;
+        // Each thread writes the bytes of its own titles only.
         auto make = [&](const TitleCollator& c, std::size_t from, std::size_t to) {
-            for (std::size_t i = from; i < to; ++i) heads_[titled[i]] = c.keyHead(tree[titled[i]].title);
+            for (std::size_t i = from; i < to; ++i) {
+                const TitleCollator::KeyHead head = c.keyHead(tree[titled[i]].title);
+                heads_[titled[i]] = head.bytes;
+                flags_[titled[i]] = kMade | (head.complete ? kComplete : 0);
+            }
         };
         // Below a few thousand titles a thread costs more than it saves.
         std::thread other;
         if (half >= 2048) other = std::thread([&, copy = TitleCollator(collator)] { make(copy, half, titled.size()); });
         make(collator, 0, other.joinable() ? half : titled.size());
         if (other.joinable()) other.join();
-        for (const NodeId id : titled) made_[id] = true;
     }
-    const TitleCollator::KeyHead* find(NodeId id) const { return made_[id] ? &heads_[id] : nullptr; }
+    // The head made for a title, without where its key goes on: that is made again for the rare
+    // titles whose heads tie.
+    bool find(NodeId id, TitleCollator::KeyHead& head) const {
+        if (!(flags_[id] & kMade)) return false;
+        head.bytes = heads_[id];
+        head.complete = flags_[id] & kComplete;
+        return true;
+    }
 
 private:
-    std::vector<TitleCollator::KeyHead> heads_;
-    std::vector<bool> made_;
+    static constexpr std::uint8_t kMade = 1, kComplete = 2;
+    std::vector<std::uint64_t> heads_;
+    std::vector<std::uint8_t> flags_;
 };
 
 class FolderSorter {
@@ -62,6 +74,7 @@ private:
         NodeId id;
         TitleCollator::KeyHead key;
         std::string_view title;
+        bool onward = true;  // `key` says where the key goes on after its head
     };
     static bool byHead(const Entry& a, const Entry& b) { return a.rank != b.rank ? a.rank < b.rank : a.head < b.head; }
 
@@ -80,8 +93,10 @@ void FolderSorter::sort(std::span<NodeId> run) {
         const TreeNode& node = tree_[id];
         Entry e{0, rankOf(node.kind, foldersAtTop_), id, {}, node.hasTitle ? node.title : std::string_view()};
         if (node.hasTitle) {
-            const TitleCollator::KeyHead* made = heads_ ? heads_->find(id) : nullptr;
-            e.key = made ? *made : collator_.keyHead(e.title);
+            if (heads_ && heads_->find(id, e.key))
+                e.onward = e.key.complete;
+            else
+                e.key = collator_.keyHead(e.title);
         }
         e.head = e.key.bytes;
         entries_.push_back(e);
@@ -93,7 +108,10 @@ void FolderSorter::sort(std::span<NodeId> run) {
         if (last - first > 1 && std::any_of(first, last, [](const Entry& e) { return !e.key.complete; })) {
             std::vector<std::pair<std::string, Entry>> tied;
             tied.reserve(static_cast<std::size_t>(last - first));
-            for (auto it = first; it != last; ++it) tied.emplace_back(collator_.keyRest(it->title, it->key), *it);
+            for (auto it = first; it != last; ++it) {
+                if (!it->onward) it->key = collator_.keyHead(it->title);
+                tied.emplace_back(collator_.keyRest(it->title, it->key), *it);
+            }
             std::stable_sort(tied.begin(), tied.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
             for (std::size_t k = 0; k < tied.size(); ++k) first[static_cast<std::ptrdiff_t>(k)] = tied[k].second;
         }
