@@ -48,7 +48,8 @@ std::optional<std::string> browserProfileFile(std::string_view command, std::str
     std::string why;
     if (const std::optional<BrowserProfile> profile = findProfile(found, choice, why))
         return profile->bookmarksFile.string();
-    printError(std::string(command) + ": --browser " + std::string(choice) + ": " + why + "; see 'orvane-cli browsers'");
+    printError(std::string(command) + ": --browser " + std::string(choice) + ": " + why +
+               "; see 'orvane-cli browsers'");
     return std::nullopt;
 }
 
