@@ -105,7 +105,9 @@ void AutoSortControl::handleHelperApplicationError() {
         updater_.checkForUpdates();
         return;
     }
-    if (isEngineCode(code)) {
+    // The job's own refusals (a file it does not support, synced bookmarks) are told as when
+    // the window's sort meets them.
+    if (isEngineCode(code) || code == kOVUnsupportedBookmarksFile || code == kOVSyncedBookmarks) {
         SortCommand::showResult(alerts_, code);
         return;
     }

@@ -1,5 +1,5 @@
 // What orvane-helper leaves in the setting "LastHelperError" for orvane's next launch, besides
-// the sort job's own codes (0 to 8) when a sort it ran itself failed.
+// the sort job's own codes (0 to 8, 70, 71) when a sort it ran itself failed.
 #pragma once
 
 #include <cstdint>

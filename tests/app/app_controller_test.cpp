@@ -311,6 +311,11 @@ void AppControllerTest::helperReportsAreShownOnceInTheirOrder() {
          "The bookmarks file “" + Settings::bookmarksFilename() +
              "” could not be read. Please verify that you have read and write access to the file.",
          0},
+        {kOVUnsupportedBookmarksFile,
+         {kSortFailed},
+         "The bookmarks file “" + Settings::bookmarksFilename() +
+             "” has no Bookmarks Bar or no Bookmarks Menu, so it was left as it was.",
+         0},
         {kHelperCannotWatch,
          {"Automatic sorting error"},
          "Could not begin watching the bookmarks file for modification events.\n\nThis problem is very rare. A restart of your computer will probably solve the error.",
