@@ -198,8 +198,16 @@ std::string describe(const orvane::SortReport& r) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const orvane::TitleCollator collator("en_US");
-    static const std::filesystem::path file =
-        std::filesystem::temp_directory_path() / ("fuzz_safari_sort-" + std::to_string(::getpid()) + ".plist");
+    // One scratch file a process, gone when it ends.
+    static const struct ScratchFile {
+        std::filesystem::path path =
+            std::filesystem::temp_directory_path() / ("fuzz_safari_sort-" + std::to_string(::getpid()) + ".plist");
+        ~ScratchFile() {
+            std::error_code ignored;
+            std::filesystem::remove(path, ignored);
+        }
+    } scratch;
+    const std::filesystem::path& file = scratch.path;
     Bytes in(data, size);
     orvane::SortOptions options;
     options.foldersAtTop = in.chance(2);
