@@ -194,8 +194,8 @@ int printBrowserProfile(std::string_view input, BookmarksFormat format, Outline&
         Entry e;
         e.depth = depth;
         e.kind = depth == 0 ? NodeKind::Folder : node.kind;
-        if (node.hasTitle) e.title = node.title;
-        if (node.hasUrl) e.url = node.url;
+        if (node.hasTitle) e.title = tree.title(id);
+        if (node.hasUrl) e.url = tree.url(id);
         e.hidden = node.hidden;
         if (depth == 0) {
             e.label = std::find_if(tree.regions.begin(), tree.regions.end(), [&](const Region& r) {
@@ -203,11 +203,11 @@ int printBrowserProfile(std::string_view input, BookmarksFormat format, Outline&
                       })->label;
             e.region = true;
         }
-        e.container = e.kind == NodeKind::Folder || !node.children.empty();
+        const std::span<const NodeId> children = tree.children(id);
+        e.container = e.kind == NodeKind::Folder || !children.empty();
         if (e.kind == NodeKind::Other) e.other = "unknown kind";
         outline.entry(e);
-        for (auto child = node.children.rbegin(); child != node.children.rend(); ++child)
-            pending.emplace_back(*child, depth + 1);
+        for (auto child = children.rbegin(); child != children.rend(); ++child) pending.emplace_back(*child, depth + 1);
     }
     outline.end();
     return ExitOk;

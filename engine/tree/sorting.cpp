@@ -32,7 +32,7 @@ public:
         // Each thread writes the bytes of its own titles only.
         auto make = [&](const TitleCollator& c, std::size_t from, std::size_t to) {
             for (std::size_t i = from; i < to; ++i) {
-                const TitleCollator::KeyHead head = c.keyHead(tree[titled[i]].title);
+                const TitleCollator::KeyHead head = c.keyHead(tree.title(titled[i]));
                 heads_[titled[i]] = head.bytes;
                 flags_[titled[i]] = kMade | (head.complete ? kComplete : 0);
             }
@@ -91,7 +91,7 @@ void FolderSorter::sort(std::span<NodeId> run) {
     entries_.reserve(run.size());
     for (const NodeId id : run) {
         const TreeNode& node = tree_[id];
-        Entry e{0, rankOf(node.kind, foldersAtTop_), id, {}, node.hasTitle ? node.title : std::string_view()};
+        Entry e{0, rankOf(node.kind, foldersAtTop_), id, {}, node.hasTitle ? tree_.title(id) : std::string_view()};
         if (node.hasTitle) {
             if (heads_ && heads_->find(id, e.key))
                 e.onward = e.key.complete;
@@ -123,22 +123,21 @@ void FolderSorter::sort(std::span<NodeId> run) {
 bool keepsOwnOrder(const BookmarkTree& tree, const Region& region, NodeId id, const SortOptions& options) {
     if (options.sortBookmarksBar) return false;
     if (region.isBookmarksBar && id == region.root) return true;
-    const TreeNode& node = tree[id];
-    return !tree.rules.barTitle.empty() && node.hasTitle && node.title == tree.rules.barTitle;
+    return !tree.rules.barTitle.empty() && tree[id].hasTitle && tree.title(id) == tree.rules.barTitle;
 }
 
 // Sorts each run between separators; answers whether anything moved.
 bool sortFolder(BookmarkTree& tree, NodeId id, FolderSorter& sorter) {
-    std::vector<NodeId>& children = tree[id].children;
+    const std::span<NodeId> children = tree.children(id);
     if (children.size() < 2) return false;
-    std::vector<NodeId> before = children;
+    std::vector<NodeId> before(children.begin(), children.end());
     std::size_t start = 0;
     for (std::size_t i = 0; i <= children.size(); ++i) {
         if (i < children.size() && tree[children[i]].kind != NodeKind::Separator) continue;
-        sorter.sort(std::span<NodeId>(children).subspan(start, i - start));
+        sorter.sort(children.subspan(start, i - start));
         start = i + 1;
     }
-    if (before == children) return false;
+    if (std::equal(before.begin(), before.end(), children.begin())) return false;
     tree.setReordered(id, std::move(before));
     return true;
 }
@@ -156,7 +155,7 @@ void forEachFolderToSort(const BookmarkTree& tree, const Region& region, const S
         if (node.hidden || !node.hasChildList) continue;
         if (!opened) {
             pending.emplace_back(id, true);
-            for (const NodeId child : node.children) pending.emplace_back(child, false);
+            for (const NodeId child : tree.children(id)) pending.emplace_back(child, false);
             continue;
         }
         if (!keepsOwnOrder(tree, region, id, options)) visit(id);
@@ -179,19 +178,18 @@ void sortRegion(BookmarkTree& tree, const Region& region, const SortOptions& opt
 }
 
 bool isSameOrder(const BookmarkTree& tree, NodeId before, NodeId after) {
-    static const std::vector<NodeId> kNone;
     std::vector<std::pair<NodeId, NodeId>> pending{{before, after}};
     while (!pending.empty()) {
         const auto [a, b] = pending.back();
         pending.pop_back();
         const TreeNode& x = tree[a];
         const TreeNode& y = tree[b];
-        if (!x.hasIdentity || !y.hasIdentity || x.identity != y.identity) return false;
+        if (!x.hasIdentity || !y.hasIdentity || tree.identity(a) != tree.identity(b)) return false;
         if (x.hidden && y.hidden) continue;
         if (!x.namesChildren && !y.namesChildren) continue;
         if (!x.namesChildren || !y.namesChildren) return false;
-        const std::vector<NodeId>& old = x.hasChildList ? tree.childrenBeforeSort(a) : kNone;
-        const std::vector<NodeId>& now = y.hasChildList ? y.children : kNone;
+        const std::span<const NodeId> old = x.hasChildList ? tree.childrenBeforeSort(a) : std::span<const NodeId>();
+        const std::span<const NodeId> now = y.hasChildList ? tree.children(b) : std::span<const NodeId>();
         if (old.size() != now.size()) return false;
         for (std::size_t i = old.size(); i-- > 0;) pending.emplace_back(old[i], now[i]);
     }
@@ -205,7 +203,7 @@ bool sortTree(BookmarkTree& tree, const SortOptions& options, const TitleCollato
     std::vector<NodeId> titled;
     for (const Region& region : tree.regions)
         forEachFolderToSort(tree, region, options, [&](NodeId id) {
-            const std::vector<NodeId>& children = tree[id].children;
+            const std::span<const NodeId> children = tree.children(id);
             if (children.size() < 2) return;
             for (const NodeId child : children)
                 if (tree[child].hasTitle) titled.push_back(child);

@@ -28,10 +28,10 @@ bool isBlank(std::string_view s) {
 }
 
 // A short text form of an entry for the log.
-std::string describe(const TreeNode& node) {
+std::string describe(const BookmarkTree& tree, NodeId id) {
     std::string out = "{";
-    if (node.hasTitle) out.append("title = ").append(node.title);
-    if (node.hasUrl) out.append(out.size() > 1 ? "; " : "").append("url = ").append(node.url);
+    if (tree[id].hasTitle) out.append("title = ").append(tree.title(id));
+    if (tree[id].hasUrl) out.append(out.size() > 1 ? "; " : "").append("url = ").append(tree.url(id));
     return out + "}";
 }
 
@@ -67,17 +67,18 @@ private:
     SortReport* report_;
     StringSet urls_;
     std::vector<Frame> stack_;
-    std::string_view untitled_;
+    TextRef untitled_;
+    bool untitledKept_ = false;
 };
 
 bool RegionCleaner::isFaultyEntry(NodeId id) {
     const TreeNode& node = tree_[id];
     if (node.kind != NodeKind::Bookmark) return false;
-    if (!node.hasUrl || isBlank(node.url)) {
+    if (!node.hasUrl || isBlank(tree_.url(id))) {
         count(&SortReport::brokenBookmarksRemoved);
         return true;
     }
-    if (options_.removeDuplicates && !urls_.insert(node.url)) {
+    if (options_.removeDuplicates && !urls_.insert(tree_.url(id))) {
         count(&SortReport::duplicatesRemoved);
         return true;
     }
@@ -86,23 +87,22 @@ bool RegionCleaner::isFaultyEntry(NodeId id) {
 
 bool RegionCleaner::startFolder(NodeId id) {
     const TreeNode& node = tree_[id];
-    if (!node.hasChildList || node.children.empty()) {
+    if (!node.hasChildList || node.childCount == 0) {
         count(&SortReport::emptyFoldersRemoved);
         return false;
     }
-    stack_.push_back(
-        {id, node.children.size(), StringSet(node.children.size()), std::vector<bool>(node.children.size())});
+    stack_.push_back({id, node.childCount, StringSet(node.childCount), std::vector<bool>(node.childCount)});
     return true;
 }
 
 bool RegionCleaner::finishFolder(Frame& frame) {
-    TreeNode& node = tree_[frame.folder];
+    const std::span<NodeId> children = tree_.children(frame.folder);
     std::size_t kept = 0;
-    for (std::size_t i = 0; i < node.children.size(); ++i)
-        if (!frame.faulty[i]) node.children[kept++] = node.children[i];
-    if (kept != node.children.size()) {
-        node.children.resize(kept);
-        node.childrenChanged = true;
+    for (std::size_t i = 0; i < children.size(); ++i)
+        if (!frame.faulty[i]) children[kept++] = children[i];
+    if (kept != children.size()) {
+        tree_.truncateChildren(frame.folder, kept);
+        tree_[frame.folder].childrenChanged = true;
     }
     if (kept != 0) return false;
     count(&SortReport::emptyFoldersRemoved);
@@ -113,7 +113,7 @@ void RegionCleaner::judged(Frame& frame, std::size_t index, bool faulty) {
     if (faulty)
         frame.faulty[index] = true;
     else
-        validateTitle(tree_[frame.folder].children[index], frame.titles);
+        validateTitle(tree_.children(frame.folder)[index], frame.titles);
 }
 
 bool RegionCleaner::isFaulty(NodeId id) {
@@ -132,7 +132,7 @@ bool RegionCleaner::isFaulty(NodeId id) {
             continue;
         }
         const std::size_t index = --frame.next;
-        const NodeId child = tree_[frame.folder].children[index];
+        const NodeId child = tree_.children(frame.folder)[index];
         if (tree_[child].kind != NodeKind::Folder) {
             judged(frame, index, isFaultyEntry(child));
         } else if (!startFolder(child)) {
@@ -147,18 +147,21 @@ void RegionCleaner::validateTitle(NodeId id, StringSet& titles) {
     if (node.kind == NodeKind::Separator) return;
     if (!node.hasTitle) {
         // Untitled: the address, or "No Name"; not entered into the set, so it renames nobody.
-        if (!node.hasUrl && untitled_.empty()) untitled_ = tree_.keep(untitledName());
-        const std::string_view name = node.hasUrl ? node.url : untitled_;
-        if (report_) report_->renames.push_back({"", std::string(name)});
+        if (!node.hasUrl && !untitledKept_) {
+            untitled_ = tree_.keep(untitledName());
+            untitledKept_ = true;
+        }
+        const TextRef name = node.hasUrl ? node.url : untitled_;
+        if (report_) report_->renames.push_back({"", std::string(tree_.text(name))});
         tree_.setTitle(id, name);
         return;
     }
     if (!options_.renameSamenamed) return;
-    const std::string_view title = node.title;
+    const std::string_view title = tree_.title(id);
     if (tree_.rules.keepsEmptyTitles && title.empty()) return;
     if (titles.insert(title)) {
         // Written back as it is, which moves it where new titles go when it was read elsewhere.
-        if (!node.newTitleIsRead) tree_.setTitle(id, title);
+        if (!node.newTitleIsRead) tree_.setTitle(id, node.title);
         return;
     }
     // Each candidate is built on the one before, not on the title: "News", "News 2", "News 2 3".
@@ -173,10 +176,10 @@ void RegionCleaner::validateTitle(NodeId id, StringSet& titles) {
         candidate += " 1";
         logLine("-[Orvane validateBookmarkNodeTitle:useDuplicateTitleLookupSet:]",
                 "WARNING: assigning a possibly non-unique title \u201C" + candidate +
-                    "\u201D for bookmark node: " + describe(node));
+                    "\u201D for bookmark node: " + describe(tree_, id));
     }
-    const std::string_view kept = tree_.keep(candidate);
-    titles.insert(kept);
+    const TextRef kept = tree_.keep(candidate);
+    titles.insert(tree_.text(kept));
     if (report_) report_->renames.push_back({std::string(title), candidate});
     tree_.setTitle(id, kept);
 }
@@ -186,10 +189,13 @@ std::size_t bookmarksUnder(const BookmarkTree& tree, NodeId root) {
     std::size_t count = 0;
     std::vector<NodeId> pending{root};
     while (!pending.empty()) {
-        const TreeNode& node = tree[pending.back()];
+        const NodeId id = pending.back();
         pending.pop_back();
-        if (node.kind == NodeKind::Bookmark) ++count;
-        if (node.kind == NodeKind::Folder) pending.insert(pending.end(), node.children.begin(), node.children.end());
+        if (tree[id].kind == NodeKind::Bookmark) ++count;
+        if (tree[id].kind == NodeKind::Folder) {
+            const std::span<const NodeId> children = tree.children(id);
+            pending.insert(pending.end(), children.begin(), children.end());
+        }
     }
     return count;
 }

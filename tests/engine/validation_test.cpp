@@ -38,11 +38,11 @@ TEST(Validation, RemovesBrokenBookmarksEmptyFoldersAndEarlierDuplicates) {
     const NodeId both = keep.folder(
         "BookmarksBar", {keep.bookmark("x", "https://a.example/"), keep.bookmark("y", "https://a.example/")});
     validateRegion(keep.tree, both, only(false, false));
-    EXPECT_EQ(keep.tree[both].children.size(), 2u);
+    EXPECT_EQ(keep.tree.children(both).size(), 2u);
     EXPECT_FALSE(keep.tree[both].childrenChanged);
     const NodeId blank = keep.folder("BookmarksBar", {keep.bookmark("x", " ")});
     validateRegion(keep.tree, blank, only(false, false));
-    EXPECT_TRUE(keep.tree[blank].children.empty());
+    EXPECT_TRUE(keep.tree.children(blank).empty());
 }
 
 TEST(Validation, DuplicateAddressesAreFoundWithinARegionOnly) {
@@ -54,7 +54,7 @@ TEST(Validation, DuplicateAddressesAreFoundWithinARegionOnly) {
     const NodeId menu = b.folder("BookmarksMenu", {one, two});
     validateRegion(b.tree, bar, only(true, false));
     validateRegion(b.tree, menu, only(true, false));
-    EXPECT_EQ(b.tree[bar].children.size(), 1u);
+    EXPECT_EQ(b.tree.children(bar).size(), 1u);
     EXPECT_EQ(b.titlesIn(one), Titles{"Other"});
     EXPECT_EQ(b.titlesIn(two), Titles{"News again"});
 }
@@ -66,8 +66,8 @@ TEST(Validation, SameNamedEntriesAreRenamedFromTheLastBackwards) {
               b.bookmark("News", "https://3.example/")});
     validateRegion(b.tree, three, only(false, true));
     EXPECT_EQ(b.titlesIn(three), (Titles{"News 2 3", "News 2", "News"}));
-    EXPECT_TRUE(b.tree[b.tree[three].children[0]].titleChanged);
-    EXPECT_FALSE(b.tree[b.tree[three].children[2]].titleChanged);
+    EXPECT_TRUE(b.tree[b.tree.children(three)[0]].titleChanged);
+    EXPECT_FALSE(b.tree[b.tree.children(three)[2]].titleChanged);
 
     const NodeId taken =
         b.folder("f", {b.bookmark("News 2", "https://1.example/"), b.bookmark("News", "https://2.example/"),

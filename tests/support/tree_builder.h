@@ -17,21 +17,22 @@ class TreeBuilder {
 public:
     NodeId bookmark(std::string_view title, std::string_view url) {
         TreeNode node = entry(NodeKind::Bookmark, title);
-        node.url = tree.keep(std::string(url));
+        node.url = tree.keep(url);
         node.hasUrl = true;
-        return tree.add(std::move(node));
+        return tree.add(node);
     }
     NodeId folder(std::string_view title, std::initializer_list<NodeId> children) {
         TreeNode node = entry(NodeKind::Folder, title);
-        node.children = children;
         node.hasChildList = node.namesChildren = true;
-        return tree.add(std::move(node));
+        const NodeId id = tree.add(node);
+        tree.setChildren(id, std::vector<NodeId>(children));
+        return id;
     }
     NodeId pinned(std::string_view title) { return tree.add(entry(NodeKind::Pinned, title)); }
     NodeId separator() {
         TreeNode node = entry(NodeKind::Separator, "");
         node.hasTitle = false;
-        return tree.add(std::move(node));
+        return tree.add(node);
     }
     NodeId hidden(NodeId id) {
         tree[id].hidden = true;
@@ -42,12 +43,18 @@ public:
         return id;
     }
 
+    // A folder's entries, in order.
+    std::vector<NodeId> entries(NodeId folder) const {
+        const std::span<const NodeId> children = tree.children(folder);
+        return {children.begin(), children.end()};
+    }
+
     // The titles of a folder's entries, in order, as the rules see them.
     Titles titlesIn(NodeId folder) const {
         Titles titles;
-        for (const NodeId child : tree[folder].children)
+        for (const NodeId child : tree.children(folder))
             titles.emplace_back(tree[child].kind == NodeKind::Separator ? "---"
-                                : tree[child].hasTitle                  ? std::string(tree[child].title)
+                                : tree[child].hasTitle                  ? std::string(tree.title(child))
                                                                         : "<none>");
         return titles;
     }
@@ -58,7 +65,7 @@ private:
     TreeNode entry(NodeKind kind, std::string_view title) {
         TreeNode node;
         node.kind = kind;
-        node.title = tree.keep(std::string(title));
+        node.title = tree.keep(title);
         node.hasTitle = true;
         node.identity = tree.keep("ID-" + std::to_string(tree.size()));
         node.hasIdentity = true;

@@ -111,10 +111,10 @@ NodeId ChromiumStore::addSubtree(BookmarkTree& tree, json::ValueId top) {
                                                    : NodeKind::Other;
                 } else if (key == "name") {
                     node.hasTitle = text;
-                    node.title = text ? d.text(value) : std::string_view();
+                    node.title = text ? tree.refer(d.text(value)) : TextRef();
                 } else if (key == "url") {
                     node.hasUrl = text;
-                    node.url = text ? d.text(value) : std::string_view();
+                    node.url = text ? tree.refer(d.text(value)) : TextRef();
                 } else if (key == "guid") {
                     hasGuid = text && !d.text(value).empty();
                     guid = hasGuid ? d.text(value) : std::string_view();
@@ -124,20 +124,20 @@ NodeId ChromiumStore::addSubtree(BookmarkTree& tree, json::ValueId top) {
                 }
             }
             node.hasIdentity = hasGuid || hasId;
-            node.identity = hasGuid ? guid : id;
+            node.identity = tree.refer(hasGuid ? guid : id);
             node.namesChildren = children != nullptr;
             node.hasChildList = children && d.type(*children) == json::Type::Array;
         } else {
             node.newTitleIsRead = false;  // a value that is no entry at all: nothing is written to it
         }
         ids_.push_back(id);
-        const NodeId added = tree.add(std::move(node));
+        const NodeId added = tree.add(node);
         if (item.parent == kNoRecord)
             first = added;
         else
-            tree[item.parent].children.push_back(added);
+            tree.appendChild(item.parent, added);
         if (children && d.type(*children) == json::Type::Array) {
-            tree[added].children.reserve(d.size(*children));
+            tree.reserveChildren(added, d.size(*children));
             const json::ValueId* elements = d.elements(*children);
             for (std::size_t i = d.size(*children); i-- > 0;) pending.push_back({elements[i], added});
         }
@@ -147,6 +147,7 @@ NodeId ChromiumStore::addSubtree(BookmarkTree& tree, json::ValueId top) {
 
 void ChromiumStore::buildTree(BookmarkTree& tree) {
     tree.rules.keepsEmptyTitles = true;
+    tree.setSource({reinterpret_cast<const char*>(text_.data()), text_.size()});
     const json::ValueId roots = *document_.find(document_.root(), "roots");
     roots_.clear();
     for (std::size_t i = 0; i < std::size(kRoots); ++i) {
@@ -215,14 +216,15 @@ std::string ChromiumStore::checksum(const BookmarkTree& tree, bool sha256) const
         if (node.kind == NodeKind::Other || (node.kind == NodeKind::Bookmark && !node.hasUrl)) continue;
         piece += ids_[node.record];
         json::appendUtf16LE(piece, node.titleChanged ? tree.newTitle(id)
-                                   : node.hasTitle   ? node.title
+                                   : node.hasTitle   ? tree.title(id)
                                                      : std::string_view());
         if (node.kind == NodeKind::Bookmark) {
             piece += "url";
-            piece += node.url;
+            piece += tree.url(id);
         } else {
             piece += "folder";
-            pending.insert(pending.end(), node.children.rbegin(), node.children.rend());
+            const std::span<const NodeId> children = tree.children(id);
+            pending.insert(pending.end(), children.rbegin(), children.rend());
         }
         if (piece.size() >= (1 << 16)) flush();
     }
@@ -239,8 +241,8 @@ StoreResult ChromiumStore::save(BookmarkTree& tree, const ReplaceHooks& hooks) {
         if (node.titleChanged && node.newTitleIsRead) edits[value].push_back({"name", true, tree.newTitle(id), {}});
         if (node.childrenChanged) {
             json::Replacement children{"children", false, {}, {}};
-            children.elements.reserve(node.children.size());
-            for (const NodeId child : node.children) children.elements.push_back(records_[tree[child].record]);
+            children.elements.reserve(node.childCount);
+            for (const NodeId child : tree.children(id)) children.elements.push_back(records_[tree[child].record]);
             edits[value].push_back(std::move(children));
         }
     }

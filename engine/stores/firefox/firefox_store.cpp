@@ -139,23 +139,25 @@ StoreResult FirefoxStore::readTree(BookmarkTree& tree) {
         TreeNode node;
         node.record = static_cast<std::uint32_t>(rows_.size());
         node.hasTitle = !rows.isNull(4);
-        if (node.hasTitle) node.title = tree.keep(std::string(rows.text(4)));
-        node.identity = tree.keep(std::string(rows.text(5)));
+        if (node.hasTitle) node.title = tree.keep(rows.text(4));
+        node.identity = tree.keep(rows.text(5));
         node.hasIdentity = !rows.isNull(5);
         node.hasUrl = !rows.isNull(8);
-        if (node.hasUrl) node.url = tree.keep(std::string(rows.text(8)));
+        if (node.hasUrl) node.url = tree.keep(rows.text(8));
         switch (row.type) {
-        case kTypeBookmark: node.kind = node.url.starts_with("place:") ? NodeKind::Pinned : NodeKind::Bookmark; break;
+        case kTypeBookmark:
+            node.kind = tree.text(node.url).starts_with("place:") ? NodeKind::Pinned : NodeKind::Bookmark;
+            break;
         case kTypeFolder: node.kind = NodeKind::Folder; break;
         case kTypeSeparator: node.kind = NodeKind::Separator; break;
         default: node.kind = NodeKind::Other; break;
         }
         node.hasChildList = node.namesChildren = row.type == kTypeFolder;
-        byGuid.emplace(std::string(node.identity), node.record);
+        byGuid.emplace(std::string(tree.text(node.identity)), node.record);
         childrenOf[row.parent].push_back(node.record);
         parentOf_[row.id] = row.parent;
         rows_.push_back(row);
-        tree.add(std::move(node));  // tree ids and records are the same numbers here
+        tree.add(node);  // tree ids and records are the same numbers here
     }
     if (step != SQLITE_DONE) return sqlFailure(OVErrorCannotRead, file_, "cannot read the bookmarks", db_);
     readChildren_.resize(rows_.size());
@@ -163,7 +165,7 @@ StoreResult FirefoxStore::readTree(BookmarkTree& tree) {
         if (const auto it = childrenOf.find(rows_[record].id);
             it != childrenOf.end() && rows_[record].type == kTypeFolder) {
             readChildren_[record] = it->second;
-            tree[record].children = it->second;
+            tree.setChildren(record, it->second);
         }
     if (const auto tags = byGuid.find("tags________"); tags != byGuid.end()) tagsRoot_ = rows_[tags->second].id;
     for (const RegionRoot& region : kRegions) {
@@ -206,7 +208,8 @@ StoreResult FirefoxStore::save(BookmarkTree& tree, const ReplaceHooks& hooks) {
             const NodeId id = pending.back();
             pending.pop_back();
             kept[id] = true;
-            pending.insert(pending.end(), tree[id].children.begin(), tree[id].children.end());
+            const std::span<const NodeId> children = tree.children(id);
+            pending.insert(pending.end(), children.begin(), children.end());
         }
     }
     bool ok = true;
@@ -241,7 +244,7 @@ StoreResult FirefoxStore::save(BookmarkTree& tree, const ReplaceHooks& hooks) {
                 pending.push_back(child);
                 if (kept[child]) continue;
                 const Row& row = rows_[child];
-                if (row.syncStatus == kSyncStatusNormal) run(tombstone.bind(1, tree[child].identity).bind(2, now));
+                if (row.syncStatus == kSyncStatusNormal) run(tombstone.bind(1, tree.identity(child)).bind(2, now));
                 if (row.type == kTypeBookmark && row.place != 0) {
                     run(unreference.bind(1, row.place));
                     unreferencedPlaces.insert(row.place);
@@ -276,8 +279,9 @@ StoreResult FirefoxStore::save(BookmarkTree& tree, const ReplaceHooks& hooks) {
     for (NodeId id = 0; id < tree.size(); ++id) {
         const TreeNode& node = tree[id];
         if (!kept[id] || !node.childrenChanged) continue;
-        for (std::size_t i = 0; i < node.children.size(); ++i) {
-            const Row& row = rows_[node.children[i]];
+        const std::span<const NodeId> children = tree.children(id);
+        for (std::size_t i = 0; i < children.size(); ++i) {
+            const Row& row = rows_[children[i]];
             if (node.reordered)
                 run(reorder.bind(1, static_cast<std::int64_t>(i)).bind(2, now).bind(3, row.id));
             else if (row.position != static_cast<std::int64_t>(i))

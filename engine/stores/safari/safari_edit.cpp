@@ -15,7 +15,7 @@ SafariEdit::SafariEdit(const plist::BinaryDocument& document, const BookmarkTree
                        std::optional<std::string> identity)
     : document_(document), changed_((document.objectCount() + 63) / 64) {
     // In the order the changes are made to values: each entry's title, then its list of entries.
-    const DocumentNodes nodes(document, nullptr);
+    const DocumentNodes nodes(document);
     for (NodeId id = 0; id < tree.size(); ++id) {
         const TreeNode& node = tree[id];
         if (node.record >= records.size() || !nodes.isDictionary(records[node.record])) continue;
@@ -27,8 +27,8 @@ SafariEdit::SafariEdit(const plist::BinaryDocument& document, const BookmarkTree
         }
         if (node.childrenChanged) {
             std::vector<ObjectId>& list = lists_.emplace_back();
-            list.reserve(node.children.size());
-            for (const NodeId child : node.children) list.push_back(records[tree[child].record]);
+            list.reserve(node.childCount);
+            for (const NodeId child : tree.children(id)) list.push_back(records[tree[child].record]);
             set(object, keys::Children, {OutItem::MadeArray, static_cast<std::uint32_t>(lists_.size() - 1)});
         }
     }

@@ -28,8 +28,8 @@ struct ValueNodes {
     }
     bool isString(const Node& n) const { return n.isString(); }
     bool is(const Node& n, std::string_view text) const { return n.isString() && n.asString() == text; }
-    // A view that lives as long as the value.
-    std::string_view string(const Node& n) const { return n.asString(); }
+    // A string's text, as the tree keeps it: a copy, as values are no source the tree refers to.
+    TextRef text(BookmarkTree& tree, const Node& n) const { return tree.keep(n.asString()); }
     bool isArray(const Node& n) const { return n.isArray(); }
     bool isDictionary(const Node& n) const { return n.isDictionary(); }
     std::size_t count(const Node& array) const { return array.asArray()->size(); }
@@ -44,18 +44,19 @@ struct ValueNodes {
 class DocumentNodes {
 public:
     using Node = plist::ObjectId;
-    DocumentNodes(const plist::BinaryDocument& document, BookmarkTree* tree) : document_(document), tree_(tree) {}
+    explicit DocumentNodes(const plist::BinaryDocument& document) : document_(document) {}
 
     static Node none() { return plist::kNoObject; }
     static bool exists(Node n) { return n != plist::kNoObject; }
     Node find(Node dictionary, std::string_view key) const;
     bool isString(Node n) const { return typeOf(n) == plist::Type::String; }
     bool is(Node n, std::string_view text) const { return exists(n) && document_.equals(n, text); }
-    // A view of the file's bytes, or of a converted copy the tree keeps.
-    std::string_view string(Node n) const {
+    // A string's text, as the tree keeps it: where it lies in the file, which is the tree's source,
+    // or a copy when the file holds it in UTF-16.
+    TextRef text(BookmarkTree& tree, Node n) const {
         std::string converted;
         const std::string_view text = document_.text(n, converted);
-        return text.data() == converted.data() ? tree_->keep(std::move(converted)) : text;
+        return text.data() == converted.data() ? tree.keep(converted) : tree.refer(text);
     }
     bool isArray(Node n) const { return typeOf(n) == plist::Type::Array; }
     bool isDictionary(Node n) const { return typeOf(n) == plist::Type::Dictionary; }
@@ -76,7 +77,6 @@ private:
     const Node* valuesOf(Node dictionary) const;
 
     const plist::BinaryDocument& document_;
-    BookmarkTree* tree_;  // keeps converted texts
     struct Classified {
         Node dictionary = plist::kNoObject;
         Node values[kKnownCount] = {};

@@ -54,7 +54,7 @@ struct SafariStore::Read {
     StoreResult buildTree(BookmarkTree& tree, const fs::path& file);
     std::vector<Node> sortedEntries(const BookmarkTree& tree) const {
         std::vector<Node> sorted;
-        for (const NodeId id : tree[rootLevel].children) sorted.push_back(records[tree[id].record]);
+        for (const NodeId id : tree.children(rootLevel)) sorted.push_back(records[tree[id].record]);
         return rootEntries(nodes, kept, sorted, bar, menu);
     }
 };
@@ -80,25 +80,25 @@ NodeId SafariStore::Read<Nodes>::addSubtree(BookmarkTree& tree, const Node& top)
         node.hidden = isHidden(nodes, value);
         const Node title = titleOf(nodes, value);
         node.hasTitle = Nodes::exists(title) && nodes.isString(title);
-        if (node.hasTitle) node.title = nodes.string(title);
+        if (node.hasTitle) node.title = nodes.text(tree, title);
         node.newTitleIsRead = newTitleIsRead(nodes, value);
         const Node url = nodes.find(value, keys::URLString);
         node.hasUrl = Nodes::exists(url) && nodes.isString(url);
-        if (node.hasUrl) node.url = nodes.string(url);
+        if (node.hasUrl) node.url = nodes.text(tree, url);
         const Node identity = nodes.find(value, keys::WebBookmarkUUID);
         node.hasIdentity = Nodes::exists(identity) && nodes.isString(identity);
-        if (node.hasIdentity) node.identity = nodes.string(identity);
+        if (node.hasIdentity) node.identity = nodes.text(tree, identity);
         const Node children = nodes.find(value, keys::Children);
         node.namesChildren = Nodes::exists(children);
         node.hasChildList = node.namesChildren && nodes.isArray(children);
-        const NodeId id = tree.add(std::move(node));
+        const NodeId id = tree.add(node);
         if (item.parent == kNoRecord)
             first = id;
         else
-            tree[item.parent].children.push_back(id);
-        if (tree[id].hasChildList) {
+            tree.appendChild(item.parent, id);
+        if (node.hasChildList) {
             const std::size_t n = nodes.count(children);
-            tree[id].children.reserve(n);
+            tree.reserveChildren(id, n);
             for (std::size_t i = n; i-- > 0;) pending.push_back({nodes.element(children, i), id});
         }
     }
@@ -122,8 +122,8 @@ StoreResult SafariStore::Read<Nodes>::buildTree(BookmarkTree& tree, const fs::pa
     level.record = kNoRecord;
     level.kind = NodeKind::Folder;
     level.hasTitle = level.hasIdentity = level.hasChildList = level.namesChildren = true;
-    level.title = level.identity = "";
-    rootLevel = tree.add(std::move(level));
+    rootLevel = tree.add(level);
+    tree.reserveChildren(rootLevel, nodes.count(children));
     for (std::size_t i = 0; i < nodes.count(children); ++i) {
         const Node entry = nodes.element(children, i);
         if (!isSortableAtRoot(nodes, entry)) {
@@ -131,7 +131,7 @@ StoreResult SafariStore::Read<Nodes>::buildTree(BookmarkTree& tree, const fs::pa
             continue;
         }
         const NodeId id = addSubtree(tree, entry);
-        tree[rootLevel].children.push_back(id);
+        tree.appendChild(rootLevel, id);
     }
     tree.regions.push_back({rootLevel, false, "Top Level"});
     tree.regions.push_back({addSubtree(tree, bar), true, "Bookmarks Bar"});
@@ -186,7 +186,7 @@ StoreResult SafariStore::load(BookmarkTree& tree) {
         distinct_ = false;
         stopIndexing_ = false;
         indexing_ = std::async(std::launch::async, [this] { return index_.build(document_, stopIndexing_); });
-        auto inPlace = std::make_unique<Read<DocumentNodes>>(DocumentNodes(document_, &tree));
+        auto inPlace = std::make_unique<Read<DocumentNodes>>(DocumentNodes(document_));
         inPlace->root = document_.root();
         if (!isBookmarksFileRoot(inPlace->nodes, inPlace->root))
             return StoreResult::failed(OVErrorNotBookmarksFile,
@@ -195,7 +195,8 @@ StoreResult SafariStore::load(BookmarkTree& tree) {
             return StoreResult::failed(OVErrorUnknownVersion, file_.string() + ": a bookmarks file of a newer version");
         // Room for every node at once: a vector that grows holds the old nodes and the new at
         // once. Most of the room is never touched, and costs no memory.
-        tree.reserve(document_.containerCount() + 64);
+        tree.reserve(document_.containerCount() + 64, document_.containerCount() + 64);
+        tree.setSource({reinterpret_cast<const char*>(snapshot_.bytes.data()), snapshot_.bytes.size()});
         placeRead_ = std::move(inPlace);
         return placeRead_->buildTree(tree, file_);
     }
@@ -228,8 +229,8 @@ std::string writeValues(const SafariStore::Read<ValueNodes>& read, const Bookmar
         const plist::Value& value = read.records[node.record];
         if (node.titleChanged) setTitle(value, plist::Value::string(tree.newTitle(id)));
         if (node.childrenChanged) {
-            plist::Value list = plist::Value::array(node.children.size());
-            for (const NodeId child : node.children) list.asArray()->append(read.records[tree[child].record]);
+            plist::Value list = plist::Value::array(node.childCount);
+            for (const NodeId child : tree.children(id)) list.asArray()->append(read.records[tree[child].record]);
             value.asDictionary()->set(keys::Children, std::move(list));
         }
     }
