@@ -83,6 +83,7 @@ public:
     virtual StoreResult writeInitialBackup(const std::filesystem::path& backup, bool& made) = 0;
 
     // Writes the sorted tree in place of the file, only if it is still in the state load() read.
+    // The tree is the store's to use up: a store may empty it to make room for writing.
     virtual StoreResult save(BookmarkTree& tree, const ReplaceHooks& hooks) = 0;
 
     // Whether `backup` holds bookmarks this store can put back (codes 5, 3, 4 as for load()).

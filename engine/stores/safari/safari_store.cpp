@@ -247,21 +247,32 @@ std::string writeValues(const SafariStore::Read<ValueNodes>& read, const Bookmar
 
 }  // namespace
 
-std::string SafariStore::writeSorted(const BookmarkTree& tree, std::optional<std::string> identity, plist::Sink& sink) {
-    if (!placeRead_) return writeValues(*valueRead_, tree, identity, sink);
+std::unique_ptr<SafariEdit> SafariStore::editFor(const BookmarkTree& tree, const std::optional<std::string>& identity,
+                                                 plist::ScalarIndex& index) {
+    if (!placeRead_) return nullptr;
     const Read<DocumentNodes>& read = *placeRead_;
     std::optional<std::vector<plist::ObjectId>> rootList;
     if (!tree.regions.empty()) rootList = read.sortedEntries(tree);
     std::vector<plist::ObjectId> entries = rootList.value_or(std::vector<plist::ObjectId>());
     std::sort(entries.begin(), entries.end());
-    plist::ScalarIndex index;
-    if (std::adjacent_find(entries.begin(), entries.end()) == entries.end() && takeIndex(index)) {
-        const SafariEdit edit(document_, tree, read.records, std::move(rootList), std::move(identity));
-        return plist::writeEdited(document_, std::move(index), edit, sink);
-    }
     // A folder that takes the place of its namesake is in the root twice, and written twice, and
     // equal scalars are written once: copying can do neither, so these rare files are written
     // from values.
+    if (std::adjacent_find(entries.begin(), entries.end()) != entries.end() || !takeIndex(index)) return nullptr;
+    return std::make_unique<SafariEdit>(document_, tree, read.records, std::move(rootList), identity);
+}
+
+std::string SafariStore::writeSorted(const BookmarkTree& tree, std::optional<std::string> identity, plist::Sink& sink) {
+    plist::ScalarIndex index;
+    if (const std::unique_ptr<SafariEdit> edit = editFor(tree, identity, index))
+        return plist::writeEdited(document_, std::move(index), *edit, sink);
+    return writeThroughValues(tree, identity, sink);
+}
+
+std::string SafariStore::writeThroughValues(const BookmarkTree& tree, const std::optional<std::string>& identity,
+                                            plist::Sink& sink) {
+    if (!placeRead_) return writeValues(*valueRead_, tree, identity, sink);
+    const Read<DocumentNodes>& read = *placeRead_;
     const std::vector<plist::Value> values = document_.valuesByObject(plist::readBinary(snapshot_.bytes).value);
     const auto valueOf = [&](plist::ObjectId object) {
         return object == plist::kNoObject ? plist::Value() : values[object];
@@ -287,9 +298,18 @@ StoreResult SafariStore::save(BookmarkTree& tree, const ReplaceHooks& hooks) {
     WriteOptions options;
     options.onlyIfStill = snapshot_.identity;
     options.hooks = hooks;
-    const std::string identity = stringWithUUID();
+    const std::optional<std::string> identity = stringWithUUID();
+    plist::ScalarIndex index;
+    const std::unique_ptr<SafariEdit> edit = editFor(tree, identity, index);
+    // The edit holds all that writing it takes: the tree goes, and its memory serves the writer.
+    if (edit) tree = BookmarkTree();
     const IoError written = writeBookmarksPlist(
-        file_, [&](plist::Sink& sink) { return writeSorted(tree, identity, sink); }, options);
+        file_,
+        [&](plist::Sink& sink) {
+            return edit ? plist::writeEdited(document_, std::move(index), *edit, sink)
+                        : writeThroughValues(tree, identity, sink);
+        },
+        options);
     if (written.targetChanged) return StoreResult::changed();
     if (!written.ok()) return StoreResult::failed(OVErrorCannotWrite, written.message);
     return {};

@@ -26,6 +26,7 @@ namespace orvane::safari {
 
 struct ValueNodes;
 class DocumentNodes;
+class SafariEdit;
 
 // Where Safari keeps its bookmarks unless the user says otherwise.
 inline constexpr std::string_view kDefaultBookmarksFile = "~/Library/Safari/Bookmarks.plist";
@@ -44,7 +45,8 @@ public:
     StoreResult load(BookmarkTree& tree) override;
     bool unchangedSinceLoad() override;
     StoreResult writeInitialBackup(const std::filesystem::path& backup, bool& made) override;
-    // Writes binary, with a fresh "WebBookmarkUUID" for the root.
+    // Writes binary, with a fresh "WebBookmarkUUID" for the root. The tree is emptied once what
+    // is to be written has been taken from it, when the file is written by copying.
     StoreResult save(BookmarkTree& tree, const ReplaceHooks& hooks) override;
     StoreResult checkBackup(const std::filesystem::path& backup) override;
     StoreResult restoreBackup(const std::filesystem::path& backup) override;
@@ -63,6 +65,12 @@ public:
     struct Read;
 
 private:
+    // The sorted tree as an edit of the file read where it lies, and the index of its scalars; none
+    // when the file must be written from values.
+    std::unique_ptr<SafariEdit> editFor(const BookmarkTree& tree, const std::optional<std::string>& identity,
+                                        plist::ScalarIndex& index);
+    std::string writeThroughValues(const BookmarkTree& tree, const std::optional<std::string>& identity,
+                                   plist::Sink& sink);
     // Ends the making of index_ if it is under way: it is no longer needed.
     void dropIndex();
     // The index of the document's scalars, once made; false when two of them are equal.
