@@ -22,47 +22,10 @@ std::uint32_t rankOf(NodeKind kind, bool foldersAtTop) {
     return kind == NodeKind::Folder ? 1 : kind == NodeKind::Bookmark ? 2 : 3;
 }
 
-// The key heads of titles, made before the sorts that compare them. Making keys is most of a
-// sort's time and each title's is independent of the others', so they are made on two threads.
-class KeyHeads {
-public:
-    KeyHeads(const BookmarkTree& tree, const std::vector<NodeId>& titled, const TitleCollator& collator)
-        : heads_(tree.size()), flags_(tree.size()) {
-        const std::size_t half = titled.size() / 2;
-        // Each thread writes the bytes of its own titles only.
-        auto make = [&](const TitleCollator& c, std::size_t from, std::size_t to) {
-            for (std::size_t i = from; i < to; ++i) {
-                const TitleCollator::KeyHead head = c.keyHead(tree.title(titled[i]));
-                heads_[titled[i]] = head.bytes;
-                flags_[titled[i]] = kMade | (head.complete ? kComplete : 0);
-            }
-        };
-        // Below a few thousand titles a thread costs more than it saves.
-        std::thread other;
-        if (half >= 2048) other = std::thread([&, copy = TitleCollator(collator)] { make(copy, half, titled.size()); });
-        make(collator, 0, other.joinable() ? half : titled.size());
-        if (other.joinable()) other.join();
-    }
-    // The head made for a title, without where its key goes on: that is made again for the rare
-    // titles whose heads tie.
-    bool find(NodeId id, TitleCollator::KeyHead& head) const {
-        if (!(flags_[id] & kMade)) return false;
-        head.bytes = heads_[id];
-        head.complete = flags_[id] & kComplete;
-        return true;
-    }
-
-private:
-    static constexpr std::uint8_t kMade = 1, kComplete = 2;
-    std::vector<std::uint64_t> heads_;
-    std::vector<std::uint8_t> flags_;
-};
-
 class FolderSorter {
 public:
-    FolderSorter(const BookmarkTree& tree, const TitleCollator& collator, bool foldersAtTop,
-                 const KeyHeads* heads = nullptr)
-        : tree_(tree), collator_(collator), foldersAtTop_(foldersAtTop), heads_(heads) {}
+    FolderSorter(const BookmarkTree& tree, const TitleCollator& collator, bool foldersAtTop)
+        : tree_(tree), collator_(collator), foldersAtTop_(foldersAtTop) {}
 
     // Sorts one run of entries (no separator among them) in place.
     void sort(std::span<NodeId> run);
@@ -74,14 +37,12 @@ private:
         NodeId id;
         TitleCollator::KeyHead key;
         std::string_view title;
-        bool onward = true;  // `key` says where the key goes on after its head
     };
     static bool byHead(const Entry& a, const Entry& b) { return a.rank != b.rank ? a.rank < b.rank : a.head < b.head; }
 
     const BookmarkTree& tree_;
     const TitleCollator& collator_;
     bool foldersAtTop_;
-    const KeyHeads* heads_;
     std::vector<Entry> entries_;
 };
 
@@ -92,12 +53,7 @@ void FolderSorter::sort(std::span<NodeId> run) {
     for (const NodeId id : run) {
         const TreeNode& node = tree_[id];
         Entry e{0, rankOf(node.kind, foldersAtTop_), id, {}, node.hasTitle ? tree_.title(id) : std::string_view()};
-        if (node.hasTitle) {
-            if (heads_ && heads_->find(id, e.key))
-                e.onward = e.key.complete;
-            else
-                e.key = collator_.keyHead(e.title);
-        }
+        if (node.hasTitle) e.key = collator_.keyHead(e.title);
         e.head = e.key.bytes;
         entries_.push_back(e);
     }
@@ -108,10 +64,7 @@ void FolderSorter::sort(std::span<NodeId> run) {
         if (last - first > 1 && std::any_of(first, last, [](const Entry& e) { return !e.key.complete; })) {
             std::vector<std::pair<std::string, Entry>> tied;
             tied.reserve(static_cast<std::size_t>(last - first));
-            for (auto it = first; it != last; ++it) {
-                if (!it->onward) it->key = collator_.keyHead(it->title);
-                tied.emplace_back(collator_.keyRest(it->title, it->key), *it);
-            }
+            for (auto it = first; it != last; ++it) tied.emplace_back(collator_.keyRest(it->title, it->key), *it);
             std::stable_sort(tied.begin(), tied.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
             for (std::size_t k = 0; k < tied.size(); ++k) first[static_cast<std::ptrdiff_t>(k)] = tied[k].second;
         }
@@ -126,10 +79,17 @@ bool keepsOwnOrder(const BookmarkTree& tree, const Region& region, NodeId id, co
     return !tree.rules.barTitle.empty() && tree[id].hasTitle && tree.title(id) == tree.rules.barTitle;
 }
 
-// Sorts each run between separators; answers whether anything moved.
-bool sortFolder(BookmarkTree& tree, NodeId id, FolderSorter& sorter) {
+// A folder the sort moved entries in, with the order they had.
+struct Moved {
+    NodeId folder;
+    std::vector<NodeId> before;
+};
+
+// Sorts each run between separators in place; adds the folder to `moved` when anything moved.
+// Touches only the folder's own entries, so that folders may be sorted on several threads.
+void sortFolder(BookmarkTree& tree, NodeId id, FolderSorter& sorter, std::vector<Moved>& moved) {
     const std::span<NodeId> children = tree.children(id);
-    if (children.size() < 2) return false;
+    if (children.size() < 2) return;
     std::vector<NodeId> before(children.begin(), children.end());
     std::size_t start = 0;
     for (std::size_t i = 0; i <= children.size(); ++i) {
@@ -137,9 +97,12 @@ bool sortFolder(BookmarkTree& tree, NodeId id, FolderSorter& sorter) {
         sorter.sort(children.subspan(start, i - start));
         start = i + 1;
     }
-    if (std::equal(before.begin(), before.end(), children.begin())) return false;
-    tree.setReordered(id, std::move(before));
-    return true;
+    if (!std::equal(before.begin(), before.end(), children.begin())) moved.push_back({id, std::move(before)});
+}
+
+void noteMoved(BookmarkTree& tree, std::vector<Moved>& moved, SortReport* report) {
+    for (Moved& m : moved) tree.setReordered(m.folder, std::move(m.before));
+    if (report) report->foldersReordered += moved.size();
 }
 
 // Calls `visit` with every folder of the region the sort puts in order, deepest first.
@@ -162,19 +125,14 @@ void forEachFolderToSort(const BookmarkTree& tree, const Region& region, const S
     }
 }
 
-void sortRegionWith(BookmarkTree& tree, const Region& region, const SortOptions& options, FolderSorter& sorter,
-                    SortReport* report) {
-    forEachFolderToSort(tree, region, options, [&](NodeId id) {
-        if (sortFolder(tree, id, sorter) && report) ++report->foldersReordered;
-    });
-}
-
 }  // namespace
 
 void sortRegion(BookmarkTree& tree, const Region& region, const SortOptions& options, const TitleCollator& collator,
                 SortReport* report) {
     FolderSorter sorter(tree, collator, options.foldersAtTop);
-    sortRegionWith(tree, region, options, sorter, report);
+    std::vector<Moved> moved;
+    forEachFolderToSort(tree, region, options, [&](NodeId id) { sortFolder(tree, id, sorter, moved); });
+    noteMoved(tree, moved, report);
 }
 
 bool isSameOrder(const BookmarkTree& tree, NodeId before, NodeId after) {
@@ -200,17 +158,34 @@ bool sortTree(BookmarkTree& tree, const SortOptions& options, const TitleCollato
     if (report) *report = {};
     // Every region is cleaned before any is sorted: the keys are made for the titles as they end.
     for (const Region& region : tree.regions) validateRegion(tree, region.root, options, report);
-    std::vector<NodeId> titled;
+    // Folders are sorted each on its own, and making the titles' collation keys is most of it: a
+    // large tree's folders are shared out between two threads by the entries they hold.
+    std::vector<NodeId> folders;
+    std::size_t entries = 0;
     for (const Region& region : tree.regions)
         forEachFolderToSort(tree, region, options, [&](NodeId id) {
-            const std::span<const NodeId> children = tree.children(id);
-            if (children.size() < 2) return;
-            for (const NodeId child : children)
-                if (tree[child].hasTitle) titled.push_back(child);
+            folders.push_back(id);
+            entries += tree[id].childCount;
         });
-    const KeyHeads heads(tree, titled, collator);
-    FolderSorter sorter(tree, collator, options.foldersAtTop, &heads);
-    for (const Region& region : tree.regions) sortRegionWith(tree, region, options, sorter, report);
+    std::size_t split = folders.size();
+    // Below a few thousand entries a thread costs more than it saves.
+    if (entries >= 4096) {
+        std::size_t counted = 0;
+        for (split = 0; split < folders.size() && 2 * counted < entries; ++split) counted += tree[folders[split]].childCount;
+    }
+    auto sortFolders = [&](const TitleCollator& c, std::size_t from, std::size_t to, std::vector<Moved>& moved) {
+        FolderSorter sorter(tree, c, options.foldersAtTop);
+        for (std::size_t i = from; i < to; ++i) sortFolder(tree, folders[i], sorter, moved);
+    };
+    std::vector<Moved> moved, movedThere;
+    std::thread other;
+    // A collator is not shared between threads: the other one sorts with a copy.
+    if (split < folders.size())
+        other = std::thread([&, copy = TitleCollator(collator)] { sortFolders(copy, split, folders.size(), movedThere); });
+    sortFolders(collator, 0, split, moved);
+    if (other.joinable()) other.join();
+    noteMoved(tree, moved, report);
+    noteMoved(tree, movedThere, report);
     const bool changed = !std::all_of(tree.regions.begin(), tree.regions.end(), [&](const Region& region) {
         return isSameOrder(tree, region.root, region.root);
     });
