@@ -35,9 +35,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     plist::BinaryDocument document;
     if (!document.open({data, size})) return 0;
     if (!result) fuzz::fail("fuzz_binary", "a file taken for plain does not read", result.status.description());
-    plist::ScalarIndex index;
+    plist::ScalarIndex index, wide;
     const std::atomic<bool> never = false;
-    if (!index.build(document, never)) return 0;
+    const bool distinct = index.build(document, never);
+    // Both widths of slot find every scalar where it is, or both find two equal.
+    if (wide.build(document, never, true) != distinct)
+        fuzz::fail("fuzz_binary", "the index's two widths disagree on whether the scalars are distinct");
+    if (!distinct) return 0;
+    for (plist::ObjectId object = 0; object < document.objectCount(); ++object) {
+        if (!document.isReached(object) || document.isContainer(object)) continue;
+        if (index.find(document, document.encoded(object)) != object || wide.find(document, document.encoded(object)) != object)
+            fuzz::fail("fuzz_binary", "the index does not find a scalar where it is");
+    }
     plist::StringSink copied, written;
     if (!plist::writeEdited(document, std::move(index), NoEdit(document.root()), copied).empty())
         fuzz::fail("fuzz_binary", "a plain file could not be copied");

@@ -197,42 +197,76 @@ bool BinaryDocument::walk() {
     return true;
 }
 
-bool ScalarIndex::build(const BinaryDocument& document, const std::atomic<bool>& stop) {
+template <class Slot>
+struct ScalarIndex::Table {
+    static constexpr bool kNarrow = sizeof(Slot) == 4;
+    static Slot slot(std::uint32_t tag, ObjectId object) {
+        if constexpr (kNarrow)
+            return (object + 1) << 8 | (tag & 0xFF);
+        else
+            return std::uint64_t{object + 1u} << 32 | tag;
+    }
+    static ObjectId objectOf(Slot slot) { return static_cast<ObjectId>((kNarrow ? slot >> 8 : slot >> 32) - 1); }
+    static bool sameTag(Slot slot, std::uint32_t tag) {
+        return kNarrow ? (slot & 0xFF) == (tag & 0xFF) : static_cast<std::uint32_t>(slot) == tag;
+    }
+    static std::size_t home(std::uint32_t tag, std::size_t size) {
+        return static_cast<std::size_t>((std::uint64_t{tag} * size) >> 32);
+    }
+};
+
+bool ScalarIndex::build(const BinaryDocument& document, const std::atomic<bool>& stop, bool wide) {
     std::size_t scalars = 0;
     for (ObjectId object = 0; object < document.objectCount(); ++object)
         scalars += document.isReached(object) && !document.isContainer(object);
+    if (!wide && document.objectCount() < (std::size_t{1} << 24) - 1) return build(document, stop, scalars, narrow_);
+    return build(document, stop, scalars, wide_);
+}
+
+template <class Slot>
+bool ScalarIndex::build(const BinaryDocument& document, const std::atomic<bool>& stop, std::size_t scalars,
+                        std::vector<Slot>& slots) {
+    using T = Table<Slot>;
     // Two slots for every three scalars: probes stay short, and the table small.
-    slots_.reserve(std::max<std::size_t>(64, scalars + scalars / 2));
-    adviseHugePages(slots_.data(), slots_.capacity() * sizeof(Slot));
-    slots_.assign(slots_.capacity(), Slot{});
+    slots.reserve(std::max<std::size_t>(64, scalars + scalars / 2));
+    adviseHugePages(slots.data(), slots.capacity() * sizeof(Slot));
+    slots.assign(slots.capacity(), Slot{});
     for (ObjectId object = 0; object < document.objectCount(); ++object) {
         if (!document.isReached(object) || document.isContainer(object)) continue;
         if ((object & 0xFFF) == 0 && stop) break;
         const std::span<const std::uint8_t> bytes = document.encoded(object);
         const auto tag = static_cast<std::uint32_t>(hashBytes(bytes.data(), bytes.size()));
-        for (std::size_t i = home(tag);; i = i + 1 == slots_.size() ? 0 : i + 1) {
-            Slot& slot = slots_[i];
-            if (slot.object == kNoObject) {
-                slot = {tag, object};
+        for (std::size_t i = T::home(tag, slots.size());; i = i + 1 == slots.size() ? 0 : i + 1) {
+            Slot& slot = slots[i];
+            if (slot == 0) {
+                slot = T::slot(tag, object);
                 break;
             }
-            if (slot.tag == tag && std::ranges::equal(document.encoded(slot.object), bytes)) {
-                std::vector<Slot>().swap(slots_);
+            if (T::sameTag(slot, tag) && std::ranges::equal(document.encoded(T::objectOf(slot)), bytes)) {
+                std::vector<Slot>().swap(slots);
                 return false;
             }
         }
     }
-    if (stop) std::vector<Slot>().swap(slots_);
-    return !slots_.empty();
+    if (stop) std::vector<Slot>().swap(slots);
+    return !slots.empty();
 }
 
 ObjectId ScalarIndex::find(const BinaryDocument& document, std::span<const std::uint8_t> bytes) const {
-    if (slots_.empty()) return kNoObject;
+    return narrow_.empty() ? find(document, bytes, wide_) : find(document, bytes, narrow_);
+}
+
+template <class Slot>
+ObjectId ScalarIndex::find(const BinaryDocument& document, std::span<const std::uint8_t> bytes,
+                           const std::vector<Slot>& slots) const {
+    using T = Table<Slot>;
+    if (slots.empty()) return kNoObject;
     const auto tag = static_cast<std::uint32_t>(hashBytes(bytes.data(), bytes.size()));
-    for (std::size_t i = home(tag);; i = i + 1 == slots_.size() ? 0 : i + 1) {
-        const Slot& slot = slots_[i];
-        if (slot.object == kNoObject) return kNoObject;
-        if (slot.tag == tag && std::ranges::equal(document.encoded(slot.object), bytes)) return slot.object;
+    for (std::size_t i = T::home(tag, slots.size());; i = i + 1 == slots.size() ? 0 : i + 1) {
+        const Slot slot = slots[i];
+        if (slot == 0) return kNoObject;
+        if (T::sameTag(slot, tag) && std::ranges::equal(document.encoded(T::objectOf(slot)), bytes))
+            return T::objectOf(slot);
     }
 }
 

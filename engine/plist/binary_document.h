@@ -116,22 +116,27 @@ private:
 class ScalarIndex {
 public:
     // True when the scalars are all distinct; false, and an empty index, when two are equal or
-    // `stop` turns true meanwhile.
-    bool build(const BinaryDocument& document, const std::atomic<bool>& stop);
+    // `stop` turns true meanwhile. `wide` takes the slots of large files whatever the size, for
+    // tests.
+    bool build(const BinaryDocument& document, const std::atomic<bool>& stop, bool wide = false);
     // The scalar whose bytes are `encoded`, or kNoObject.
     ObjectId find(const BinaryDocument& document, std::span<const std::uint8_t> encoded) const;
 
 private:
-    // Open addressing by a hash of the bytes: the hash's low 32 bits beside the object, so that
-    // most probes never touch the file.
-    struct Slot {
-        std::uint32_t tag = 0;
-        ObjectId object = kNoObject;
-    };
-    std::size_t home(std::uint32_t tag) const {
-        return static_cast<std::size_t>((std::uint64_t{tag} * slots_.size()) >> 32);
-    }
-    std::vector<Slot> slots_;
+    // Open addressing by a hash of the bytes, with part of the hash beside the object so that most
+    // probes never touch the file. A slot is four bytes, the object's number (plus one: zero is an
+    // empty slot) above eight bits of the hash, while the numbers fit in 24 bits; eight bytes,
+    // the number beside 32 bits of the hash, for a file of more objects.
+    template <class Slot>
+    struct Table;
+    template <class Slot>
+    bool build(const BinaryDocument& document, const std::atomic<bool>& stop, std::size_t scalars,
+               std::vector<Slot>& slots);
+    template <class Slot>
+    ObjectId find(const BinaryDocument& document, std::span<const std::uint8_t> encoded,
+                  const std::vector<Slot>& slots) const;
+    std::vector<std::uint32_t> narrow_;
+    std::vector<std::uint64_t> wide_;
 };
 
 // Where an object of the written tree comes from: the document, a new string, or an array or a
