@@ -4,6 +4,15 @@
 // Sorting compares collation keys, each made once per entry, never once per comparison. A key is
 // made in parts, as far as the sort needs it: the first eight bytes of every title's key, which
 // usually decide, and the rest only for titles whose first eight bytes tie.
+//
+// Most titles are plain ASCII, and ICU's key of such a title is, in most locales, the weights of
+// its characters one after the other: each character's primary weight bytes, the level
+// separator, and a count of common secondary weights. Those keys are put together from a table
+// of each character's weights, read from ICU itself when the collator is opened, so they are
+// ICU's keys to the byte. A character the locale treats otherwise (in a contraction such as
+// Czech "ch", with more than one weight, with compressed weights) is left out of the table, and
+// a title that holds one is keyed by ICU, as is every title under settings the table cannot
+// follow (shifted punctuation, numeric or French ordering).
 #pragma once
 
 #include <cstdint>
@@ -30,6 +39,7 @@ public:
     struct KeyHead {
         std::uint64_t bytes = 0;
         bool complete = true;  // the whole key fits in `bytes`
+        bool fromTable = false;  // made from the table of ASCII weights: `state` is not ICU's
         std::uint32_t state[2] = {0, 0};
     };
     // Titles are WTF-8; what is not well-formed UTF-8 collates as U+FFFD.
@@ -45,9 +55,26 @@ public:
     // The locale the collator was opened for, "" for ICU's root collation.
     const std::string& localeName() const { return locale_; }
 
+    // Whether titles of plain ASCII are keyed from the table: for tests.
+    bool keysAsciiFromTable() const { return ascii_.enabled; }
+
 private:
+    // The weights of each ASCII character, where its key in a title is the same as alone.
+    struct AsciiWeights {
+        bool enabled = false;
+        bool usable[128] = {};
+        std::uint8_t length[128] = {};  // primary weight bytes; 0: ignored altogether
+        std::uint8_t bytes[128][4] = {};
+    };
+    void readAsciiWeights();
+    // The whole key of `title` from the table, or false when a character is not in it.
+    bool keyFromTable(std::string_view title, std::string& key) const;
+    // The same for the key's head alone, without putting the whole key together.
+    bool headFromTable(std::string_view title, KeyHead& head) const;
+
     std::string locale_;
     UCollator* collator_ = nullptr;
+    AsciiWeights ascii_;
 };
 
 // The user's collation locale as ICU names it, from the environment ("" when it is C or POSIX).
