@@ -6,15 +6,25 @@
 
 namespace orvane::safari::keys {
 
-inline constexpr std::string_view WebBookmarkFileVersion = "WebBookmarkFileVersion";
-inline constexpr std::string_view WebBookmarkType = "WebBookmarkType";
-inline constexpr std::string_view Children = "Children";
-inline constexpr std::string_view Title = "Title";
-inline constexpr std::string_view URIDictionary = "URIDictionary";
-inline constexpr std::string_view URIDictionaryTitle = "title";
-inline constexpr std::string_view URLString = "URLString";
-inline constexpr std::string_view WebBookmarkUUID = "WebBookmarkUUID";
-inline constexpr std::string_view ShouldOmitFromUI = "ShouldOmitFromUI";
+// A key the store looks up in the entries' dictionaries: its text, and its place among those
+// keys, so that a file read where it lies finds them all in one pass over a dictionary.
+struct EntryKey {
+    std::string_view text;
+    int index;
+    constexpr operator std::string_view() const { return text; }
+};
+
+inline constexpr EntryKey WebBookmarkType{"WebBookmarkType", 0};
+inline constexpr EntryKey Title{"Title", 1};
+inline constexpr EntryKey URIDictionary{"URIDictionary", 2};
+inline constexpr EntryKey URIDictionaryTitle{"title", 3};
+inline constexpr EntryKey URLString{"URLString", 4};
+inline constexpr EntryKey WebBookmarkUUID{"WebBookmarkUUID", 5};
+inline constexpr EntryKey Children{"Children", 6};
+inline constexpr EntryKey ShouldOmitFromUI{"ShouldOmitFromUI", 7};
+inline constexpr EntryKey WebBookmarkFileVersion{"WebBookmarkFileVersion", 8};
+inline constexpr EntryKey kEntryKeys[] = {WebBookmarkType, Title,    URIDictionary,    URIDictionaryTitle,    URLString,
+                                          WebBookmarkUUID, Children, ShouldOmitFromUI, WebBookmarkFileVersion};
 
 inline constexpr std::string_view TypeLeaf = "WebBookmarkTypeLeaf";
 inline constexpr std::string_view TypeList = "WebBookmarkTypeList";

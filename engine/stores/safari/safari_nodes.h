@@ -48,9 +48,16 @@ public:
 
     static Node none() { return plist::kNoObject; }
     static bool exists(Node n) { return n != plist::kNoObject; }
-    Node find(Node dictionary, std::string_view key) const;
+    Node find(Node dictionary, keys::EntryKey key) const {
+        return exists(dictionary) ? valuesOf(dictionary)[key.index] : none();
+    }
+    Node find(Node dictionary, std::string_view key) const {
+        return exists(dictionary) ? document_.find(dictionary, key) : none();
+    }
     bool isString(Node n) const { return typeOf(n) == plist::Type::String; }
-    bool is(Node n, std::string_view text) const { return exists(n) && document_.equals(n, text); }
+    // Asked of the few objects every entry shares (its kind's name) over and over: the answers
+    // are kept.
+    bool is(Node n, std::string_view text) const;
     // A string's text, as the tree keeps it: where it lies in the file, which is the tree's source,
     // or a copy when the file holds it in UTF-16.
     TextRef text(BookmarkTree& tree, Node n) const {
@@ -67,11 +74,7 @@ public:
     plist::Type typeOf(Node n) const { return exists(n) ? document_.type(n) : plist::Type::Null; }
 
 private:
-    static constexpr std::string_view kKnown[] = {
-        keys::WebBookmarkType, keys::Title,    keys::URIDictionary,    keys::URIDictionaryTitle,    keys::URLString,
-        keys::WebBookmarkUUID, keys::Children, keys::ShouldOmitFromUI, keys::WebBookmarkFileVersion};
-    static constexpr int kKnownCount = sizeof kKnown / sizeof kKnown[0];
-    static int knownIndex(std::string_view key);
+    static constexpr int kKnownCount = sizeof keys::kEntryKeys / sizeof keys::kEntryKeys[0];
     // The known keys' values of a dictionary, found once: a node and its URI dictionary are
     // asked about in turn, so the last two are kept.
     const Node* valuesOf(Node dictionary) const;
@@ -89,6 +92,12 @@ private:
         int known = -1;
     };
     mutable KeySlot keySlots_[256] = {};
+    struct Answer {
+        Node object = plist::kNoObject;
+        std::string_view text;
+        bool is = false;
+    };
+    mutable Answer answers_[64] = {};
 };
 
 // The node's "Title", else the "title" of its "URIDictionary", else none. The value is answered
