@@ -38,7 +38,8 @@ std::optional<Browser> browserOwning(const std::filesystem::path& bookmarksFile)
     // configuration folder itself.
     const std::string path = wholePath(bookmarksFile).string();
     for (const Browser& browser : kBrowsers) {
-        const std::string folder = "/" + std::string(browser.configFolder) + "/";
+        std::string folder(1, '/');
+        folder.append(browser.configFolder).push_back('/');
         const std::size_t at = path.rfind(folder);
         if (at == std::string::npos) continue;
         const std::string_view rest = std::string_view(path).substr(at + folder.size());
