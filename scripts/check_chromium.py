@@ -6,7 +6,10 @@ In a scratch profile with a generated Bookmarks file:
      and guid, and a second sort leaves it byte for byte;
   2. Chromium (headless, with a small extension that prints chrome.bookmarks.getTree) reads
      exactly the order of the sorted file;
-  3. while that Chromium runs with the profile, a sort stops with status 8 and leaves the file;
+  3. Chromium, made to save a sorted profile itself, writes the very bytes orvane-cli wrote,
+     checksum included (Chromium no longer checks the checksum when it reads a file, so only its
+     own write shows that the checksum is the one it computes);
+  4. while that Chromium runs with the profile, a sort stops with status 8 and leaves the file;
      once it is killed, its stale lock does not block a sort.
 Needs Debian's chromium (apt-get install chromium); prints what it checked and exits non-zero on
 the first difference.
@@ -19,6 +22,7 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -30,6 +34,21 @@ FLAGS = ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-
          "--disable-background-networking", "--disable-component-update", "--disable-sync",
          "--enable-logging=stderr", "--v=0"]
 DUMP = "chrome.bookmarks.getTree(tree => console.log('ORVANE-TREE ' + JSON.stringify(tree)));\n"
+# Gives the first titled bookmark of "Other bookmarks" another title and its own back: Chromium then
+# saves the profile, writing the tree it read.
+RESAVE = """chrome.bookmarks.getTree(async tree => {
+  const other = tree[0].children.find(root => root.folderType === 'other');
+  const first = node => {
+    for (const child of node.children || []) {
+      const found = child.url && child.title ? child : first(child);
+      if (found) return found;
+    }
+  };
+  const entry = first(other);
+  await chrome.bookmarks.update(entry.id, {title: entry.title + ' '});
+  await chrome.bookmarks.update(entry.id, {title: entry.title});
+});
+"""
 
 
 def fail(message):
@@ -37,13 +56,13 @@ def fail(message):
     sys.exit(1)
 
 
-def extension(folder):
+def extension(folder, script=DUMP):
     os.makedirs(folder, exist_ok=True)
     with open(os.path.join(folder, "manifest.json"), "w") as f:
         json.dump({"manifest_version": 3, "name": "dump", "version": "1", "permissions": ["bookmarks"],
                    "background": {"service_worker": "bg.js"}}, f)
     with open(os.path.join(folder, "bg.js"), "w") as f:
-        f.write(DUMP)
+        f.write(script)
 
 
 def chromium(user_data, ext, seconds):
@@ -131,6 +150,52 @@ def check_profile(cli, work, ext, count, sort_bar):
     return user_data, bookmarks
 
 
+def check_resaved(cli, work, ext, count):
+    """Chromium saving a sorted profile of only what it keeps (no keys it does not know, addresses
+    as it writes them) must write every byte as orvane-cli wrote it."""
+    user_data = os.path.join(work, "profile-%d-resaved" % count)
+    bookmarks = os.path.join(user_data, "Default", "Bookmarks")
+    os.makedirs(os.path.dirname(bookmarks))
+    data = make_chromium_bookmarks.make(count, 3)
+    stack = list(data["roots"].values())
+    while stack:
+        node = stack.pop()
+        node.pop("unknown_future_key", None)
+        if "url" in node:
+            node["url"] = node["url"].lower()
+        stack += node.get("children", [])
+    data["checksum"] = make_chromium_bookmarks.checksum(data["roots"])
+    out = []
+    make_chromium_bookmarks.write(data, 0, out)
+    with open(bookmarks, "w", encoding="utf-8") as f:
+        f.write("".join(out) + "\n")
+    result = subprocess.run([cli, "sort", "--no-backup", bookmarks], capture_output=True, text=True)
+    if result.returncode != 0:
+        fail("sort exited %d: %s" % (result.returncode, result.stderr))
+    with open(bookmarks, "rb") as f:
+        sorted_bytes = f.read()
+    inode = os.stat(bookmarks).st_ino
+    process = chromium(user_data, ext, 60)
+    # Read on, so that the browser never waits on a full pipe.
+    threading.Thread(target=lambda: [None for _ in process.stdout], daemon=True).start()
+    # Chromium saves a new file over the old one, a few seconds after the change.
+    deadline = time.monotonic() + 40
+    while os.stat(bookmarks).st_ino == inode and time.monotonic() < deadline:
+        time.sleep(0.1)
+    process.terminate()
+    process.wait()
+    with open(bookmarks, "rb") as f:
+        resaved = f.read()
+    if os.stat(bookmarks).st_ino == inode:
+        fail("Chromium did not save the profile")
+    if resaved != sorted_bytes:
+        ours, its = sorted_bytes.decode().splitlines(), resaved.decode().splitlines()
+        line = next((i for i, (a, b) in enumerate(zip(ours, its)) if a != b), min(len(ours), len(its)))
+        fail("Chromium writes the sorted profile otherwise, from line %d: %r where orvane-cli wrote %r"
+             % (line + 1, its[line] if line < len(its) else "(end)", ours[line] if line < len(ours) else "(end)"))
+    print("%d bookmarks: Chromium, saving the sorted profile itself, writes the same bytes, checksum included" % count)
+
+
 def check_lock(cli, user_data, bookmarks, ext):
     with open(bookmarks, "rb") as f:
         before = f.read()
@@ -178,6 +243,9 @@ def main():
         extension(ext)
         check_profile(args.cli, work, ext, args.bookmarks, sort_bar=True)
         user_data, bookmarks = check_profile(args.cli, work, ext, args.bookmarks, sort_bar=False)
+        resave = os.path.join(work, "resave-extension")
+        extension(resave, RESAVE)
+        check_resaved(args.cli, work, resave, args.bookmarks)
         check_lock(args.cli, user_data, bookmarks, ext)
         print("all checks passed with " + subprocess.run(["chromium", "--version"], capture_output=True,
                                                          text=True).stdout.strip())

@@ -77,6 +77,16 @@ std::vector<std::string> namesAt(const std::string& text, const char* root, cons
     return names;
 }
 
+// Works in `folder` for as long as it lives, as a user who names the file from inside it.
+class WorkingIn {
+public:
+    explicit WorkingIn(const fs::path& folder) : before_(fs::current_path()) { fs::current_path(folder); }
+    ~WorkingIn() { fs::current_path(before_); }
+
+private:
+    fs::path before_;
+};
+
 std::string checksumOf(const std::string& text) {
     const std::smatch match = [&] {
         std::smatch m;
@@ -190,6 +200,16 @@ TEST(ChromiumStore, NeverWhileTheBrowserHoldsTheProfileNorWhenSyncWouldUndoIt) {
     EXPECT_NE(result.reason.find("Chromium (process " + std::to_string(browser) + ")"), std::string::npos)
         << result.reason;
     EXPECT_EQ(readText(file), unsorted);
+    {
+        // Named from inside the profile, the file still has the lock in the folder above.
+        WorkingIn profileFolder(profileDir);
+        for (const char* name : {"Bookmarks", "./Bookmarks"}) {
+            result = sortBookmarks(JobRequest(name));
+            EXPECT_EQ(result.code, OVErrorFileBusy) << name;
+            EXPECT_EQ(result.holder.where, lock) << name;
+        }
+    }
+    EXPECT_EQ(readText(file), unsorted);
     // Another computer sharing the folder holds it too, whatever runs here.
     fs::remove(lock);
     fs::create_symlink("elsewhere.example-" + std::to_string(browser), lock);
@@ -241,6 +261,18 @@ TEST(ChromiumStore, BackupsPerProfileRestoreAndTheEncryptedCopy) {
     EXPECT_EQ(restoreInitialBackup(JobRequest(work, dir / "damaged.json")).code, OVErrorCannotRead);
     EXPECT_EQ(restoreInitialBackup(JobRequest(work, defaultBackupFor(work))).code, OVErrorSuccess);
     EXPECT_EQ(readText(work), original);
+
+    // Named from inside the profile, the file is still known as Chrome's, and its encrypted copy
+    // is still moved aside.
+    writeFile(work.parent_path() / "EncryptedBookmarks", "v10 encrypted");
+    {
+        WorkingIn profileFolder(work.parent_path());
+        const JobResult result = sortBookmarks(JobRequest("Bookmarks"));
+        EXPECT_EQ(result.code, OVErrorSuccess) << result.reason;
+        EXPECT_EQ(result.browser, "Google Chrome");
+    }
+    EXPECT_NE(readText(work), original);
+    EXPECT_FALSE(fs::exists(work.parent_path() / "EncryptedBookmarks"));
     ::unsetenv("XDG_DATA_HOME");
 }
 

@@ -27,12 +27,19 @@ constexpr Browser kBrowsers[] = {
 
 std::span<const Browser> browsers() { return kBrowsers; }
 
+std::filesystem::path wholePath(const std::filesystem::path& file) {
+    std::error_code error;
+    const std::filesystem::path whole = std::filesystem::absolute(file, error);
+    return (error ? file : whole).lexically_normal();
+}
+
 std::optional<Browser> browserOwning(const std::filesystem::path& bookmarksFile) {
     // ".../CONFIG-FOLDER/PROFILE/Bookmarks", or ".../opera/Bookmarks" where the profile is the
     // configuration folder itself.
-    const std::string path = bookmarksFile.lexically_normal().string();
+    const std::string path = wholePath(bookmarksFile).string();
     for (const Browser& browser : kBrowsers) {
-        const std::string folder = "/" + std::string(browser.configFolder) + "/";
+        std::string folder(1, '/');
+        folder.append(browser.configFolder).push_back('/');
         const std::size_t at = path.rfind(folder);
         if (at == std::string::npos) continue;
         const std::string_view rest = std::string_view(path).substr(at + folder.size());

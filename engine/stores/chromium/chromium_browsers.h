@@ -19,6 +19,11 @@ struct Browser {
 
 std::span<const Browser> browsers();
 
+// The file's path from the root, with "." and ".." worked out: a name relative to the working
+// folder ("Bookmarks", "./Bookmarks") tells nothing of the folders the profile lies in, which
+// name the browser and hold its lock. As it was when the working folder is unknown.
+std::filesystem::path wholePath(const std::filesystem::path& file);
+
 // The browser whose configuration folder holds `bookmarksFile`, told by the folder's name;
 // nothing for a file elsewhere.
 std::optional<Browser> browserOwning(const std::filesystem::path& bookmarksFile);

@@ -280,7 +280,7 @@ void ChromiumStore::moveEncryptedCopiesAside() const {
     // versions) in preference to this file; moved aside, it cannot, and the browser makes a new
     // one from the sorted file. The account's bookmarks and their copies are another file's.
     std::error_code error;
-    for (const auto& entry : fs::directory_iterator(file_.parent_path(), error)) {
+    for (const auto& entry : fs::directory_iterator(wholePath(file_).parent_path(), error)) {
         const std::string name = entry.path().filename().string();
         if (!name.starts_with(kEncryptedCopy) || name.ends_with(kMovedAside)) continue;
         std::rename(entry.path().c_str(), (entry.path().string() + std::string(kMovedAside)).c_str());

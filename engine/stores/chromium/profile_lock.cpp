@@ -76,7 +76,7 @@ std::string hostName() {
 
 std::optional<ProfileHolder> profileHolder(const fs::path& bookmarksFile) {
     // The profile's folder, and the user-data folder above it.
-    const fs::path profile = bookmarksFile.parent_path();
+    const fs::path profile = wholePath(bookmarksFile).parent_path();
     for (const fs::path& folder : {profile, profile.parent_path()})
         if (std::optional<ProfileHolder> holder = holderOf(folder, bookmarksFile)) return holder;
     return std::nullopt;
