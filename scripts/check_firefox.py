@@ -5,14 +5,18 @@ In a scratch profile whose bookmarks Firefox itself made (through Marionette, th
 synced, as after a sync):
   1. orvane-cli sort --no-backup --sort-bookmarks-bar writes places.sqlite: positions are
      contiguous, each run between separators is in order, every reordered folder's
-     syncChangeCounter rose, every removed synced item has a tombstone; a second sort leaves the
-     file byte for byte;
-  2. Firefox reads exactly that order, its integrity and coherence checks change nothing, and
-     Sync's list of changes holds the reordered folders and the tombstones;
+     syncChangeCounter rose and its lastModified is the sort's time, every removed item Sync
+     knew (and no other) has a tombstone, every page's foreign_count is right, a folder of
+     separators only stays; a second sort leaves the file byte for byte; without
+     --sort-bookmarks-bar (on a copy) the toolbar's own entries keep their order;
+  2. Firefox reads exactly that order, its checkAndFixDatabase succeeds and changes no table,
+     and Sync's list of changes holds the reordered folders and the tombstones;
   3. while that Firefox runs, a sort ends with status 8 and changes nothing; once Firefox is
      killed, its stale lock does not block a sort;
   4. a sort that makes a backup, then a restore of it: Firefox reads the order of before the sort,
      and its checks still change nothing.
+Not checked here: a sort killed while it writes, --browser (profiles.ini, installs.ini), a
+restore while Firefox runs.
 Needs Debian's firefox-esr (apt-get install firefox-esr); prints what it checked and exits
 non-zero on the first difference.
 """
@@ -32,6 +36,7 @@ ROOT = os.path.dirname(HERE)
 PREFS = {"browser.shell.checkDefaultBrowser": False, "datareporting.policy.dataSubmissionEnabled": False,
          "toolkit.telemetry.reportingpolicy.firstRun": False, "browser.startup.homepage_override.mstone": "ignore",
          "app.update.disabledForTesting": True, "browser.aboutwelcome.enabled": False}
+LONG_AGO = 1000000000000000  # 2001, in Firefox's microseconds
 # Run in Firefox's chrome context: the body of an async function, its value sent back.
 WRAP = """const done = arguments[arguments.length - 1];
 const {PlacesUtils} = ChromeUtils.importESModule("resource://gre/modules/PlacesUtils.sys.mjs");
@@ -48,13 +53,18 @@ await B.insertTree({guid: B.menuGuid, children: [
   b("", "https://untitled.example/"), b("News", "https://n1.example/"), b("News", "https://n2.example/")]});
 await B.insertTree({guid: B.toolbarGuid, children: [b("Zulu", "https://z.example/"), b("Mike", "https://m.example/"),
   f("Kilo", [b("k2", "https://k2.example/"), b("k1", "https://k1.example/")])]});
-await B.insertTree({guid: B.unfiledGuid, children: [b("later", "https://l.example/"), b("earlier", "https://e.example/")]});
+await B.insertTree({guid: B.unfiledGuid, children: [b("later", "https://l.example/"), b("earlier", "https://e.example/"),
+  f("Lines", [sep, sep]), f("Unsynced", [])]});
+await B.insertTree({guid: B.mobileGuid, children: [b("m2", "https://m2.example/"), b("m1", "https://m1.example/")]});
 await PlacesUtils.keywords.insert({keyword: "cc", url: "https://c.example/"});
 PlacesUtils.tagging.tagURI(Services.io.newURI("https://b.example/"), ["tagged"]);
-await PlacesUtils.withConnectionWrapper("check", db =>
-  db.execute("UPDATE moz_bookmarks SET syncStatus = 2, syncChangeCounter = 0"));
+// As after a sync, long ago; "Unsynced" was made since, so Sync never saw it.
+await PlacesUtils.withConnectionWrapper("check", async db => {
+  await db.execute("UPDATE moz_bookmarks SET syncStatus = 2, syncChangeCounter = 0, dateAdded = %d, lastModified = %d");
+  await db.execute("UPDATE moz_bookmarks SET syncStatus = 1 WHERE title = 'Unsynced'");
+});
 return "made";
-"""
+""" % (LONG_AGO, LONG_AGO)
 TREE = """
 const tree = await PlacesUtils.promiseBookmarksTree(PlacesUtils.bookmarks.rootGuid);
 const order = {};
@@ -64,20 +74,19 @@ return order;
 """
 DUMP = """
 const db = await PlacesUtils.promiseDBConnection();
+const tables = (await db.execute("SELECT name FROM sqlite_master WHERE type = 'table' AND substr(name, 1, 7) <> 'sqlite_'"))
+  .map(r => r.getResultByIndex(0));
 const out = {};
-for (const [name, sql] of Object.entries({
-    bookmarks: "SELECT guid, parent, position, title, lastModified, syncStatus, syncChangeCounter, fk FROM moz_bookmarks ORDER BY guid",
-    tombstones: "SELECT guid FROM moz_bookmarks_deleted ORDER BY guid",
-    references: "SELECT url, foreign_count FROM moz_places WHERE foreign_count > 0 ORDER BY url"})) {
-  out[name] = (await db.execute(sql)).map(r => { const row = []; for (let i = 0; i < r.numEntries; i++) row.push(r.getResultByIndex(i)); return row; });
+for (const table of tables) {
+  out[table] = (await db.execute(`SELECT * FROM "${table}"`)).map(r => {
+    const row = []; for (let i = 0; i < r.numEntries; i++) row.push(r.getResultByIndex(i)); return JSON.stringify(row); }).sort();
 }
 return out;
 """
 CHECKS = """
 const {PlacesDBUtils} = ChromeUtils.importESModule("resource://gre/modules/PlacesDBUtils.sys.mjs");
-const integrity = await PlacesDBUtils.checkIntegrity();
-const coherence = await PlacesDBUtils.checkCoherence();
-return [...integrity, ...coherence].map(String);
+const tasks = await PlacesDBUtils.checkAndFixDatabase();
+return [...tasks].map(([name, task]) => [name, task.succeeded, task.logs.map(String)]);
 """
 CHANGES = """
 const {PlacesSyncUtils} = ChromeUtils.importESModule("resource://gre/modules/PlacesSyncUtils.sys.mjs");
@@ -173,7 +182,7 @@ def database(path):
     """Each folder's entries by guid, in order; each item's row; the tombstones."""
     db = sqlite3.connect("file:%s?mode=ro" % path, uri=True)
     rows = {r[0]: r for r in db.execute(
-        "SELECT b.guid, b.type, p.guid, b.position, b.title, b.syncChangeCounter, b.syncStatus, h.url "
+        "SELECT b.guid, b.type, p.guid, b.position, b.title, b.syncChangeCounter, b.syncStatus, h.url, b.lastModified "
         "FROM moz_bookmarks b LEFT JOIN moz_bookmarks p ON p.id = b.parent LEFT JOIN moz_places h ON h.id = b.fk")}
     order = {}
     for guid, row in sorted(rows.items(), key=lambda item: item[1][3]):
@@ -181,6 +190,17 @@ def database(path):
     tombstones = {r[0] for r in db.execute("SELECT guid FROM moz_bookmarks_deleted")}
     db.close()
     return order, rows, tombstones
+
+
+def wrong_foreign_counts(path):
+    """The pages whose foreign_count is not the number of bookmarks and keywords that hold them."""
+    db = sqlite3.connect("file:%s?mode=ro" % path, uri=True)
+    wrong = db.execute(
+        "SELECT url, foreign_count FROM moz_places h WHERE foreign_count <> "
+        "(SELECT count(*) FROM moz_bookmarks WHERE fk = h.id) + (SELECT count(*) FROM moz_keywords WHERE place_id = h.id)"
+    ).fetchall()
+    db.close()
+    return wrong
 
 
 def check_sorted(order, rows):
@@ -212,11 +232,11 @@ def same_order(firefox, ours, rows):
 
 def checks_change_nothing(firefox):
     before = firefox.marionette.run(DUMP)
-    messages = firefox.marionette.run(CHECKS)
+    tasks = firefox.marionette.run(CHECKS)
     after = firefox.marionette.run(DUMP)
-    if before != after:
-        changed = [k for k in before if before[k] != after[k]]
-        fail("Firefox's integrity and coherence checks changed %s; they said: %s" % (changed, messages))
+    if before != after or not all(succeeded for _, succeeded, _ in tasks):
+        changed = [k for k in before if before[k] != after.get(k)]
+        fail("Firefox's checkAndFixDatabase changed %s; it said: %s" % (changed, tasks))
 
 
 def main():
@@ -250,33 +270,52 @@ def main():
         before_order, before_rows, _ = database(places)
         print("made a profile with Firefox: %d items" % len(before_rows))
 
+        # Without --sort-bookmarks-bar, on a copy: the toolbar's own entries keep their order.
+        bar_copy = os.path.join(scratch, "bar", "places.sqlite")
+        os.makedirs(os.path.dirname(bar_copy))
+        for live, copy in originals.items():
+            shutil.copy2(copy, bar_copy + live[len(places):])
+        result = orvane(args.cli, "sort", "--no-backup", bar_copy)
+        bar_order, bar_rows, _ = database(bar_copy)
+        if result.returncode != 0 or bar_order["toolbar_____"] != before_order["toolbar_____"]:
+            fail("a sort without --sort-bookmarks-bar: status %d, toolbar %s, was %s" % (
+                result.returncode, bar_order["toolbar_____"], before_order["toolbar_____"]))
+        check_sorted({f: c for f, c in bar_order.items() if f != "toolbar_____"}, bar_rows)
+
+        started = int(time.time() * 1000) * 1000  # Firefox keeps times to the millisecond
         result = orvane(args.cli, "sort", "--no-backup", "--sort-bookmarks-bar", places)
+        ended = int(time.time() * 1e6)
         if result.returncode != 0:
             fail("sort: status %d: %s" % (result.returncode, result.stderr))
         order, rows, tombstones = database(places)
         check_sorted(order, rows)
         removed = set(before_rows) - set(rows)
-        if not removed or tombstones != removed:
-            fail("removed %s, tombstones %s" % (sorted(removed), sorted(tombstones)))
+        synced = {g for g in removed if before_rows[g][6] == 2}  # syncStatus NORMAL
+        if sorted(before_rows[g][4] for g in removed) != ["Charlie", "Nothing", "Unsynced"] or tombstones != synced:
+            fail("removed %s, tombstones %s" % (sorted(before_rows[g][4] for g in removed),
+                                                sorted(before_rows[g][4] if g in before_rows else g for g in tombstones)))
         reordered = [f for f, children in order.items()
                      if f in before_order and [c for c in before_order[f] if c in rows] != children]
-        if not reordered or any(rows[f][5] < 1 for f in reordered):
-            fail("reordered folders without a higher syncChangeCounter: %s" % reordered)
+        if not reordered or any(rows[f][5] < 1 or not started <= rows[f][8] <= ended for f in reordered):
+            fail("reordered folders without a higher syncChangeCounter or a new lastModified: %s" %
+                 [(rows[f][4], rows[f][5], rows[f][8]) for f in reordered])
+        if wrong_foreign_counts(places):
+            fail("foreign_count wrong for %s" % wrong_foreign_counts(places))
         with open(places, "rb") as f:
             sorted_bytes = f.read()
         result = orvane(args.cli, "sort", "--no-backup", "--sort-bookmarks-bar", places)
         with open(places, "rb") as f:
             if result.returncode != 0 or f.read() != sorted_bytes:
                 fail("a second sort changed the file (status %d)" % result.returncode)
-        print("sorted: %s reordered, %d items removed with tombstones; a second sort wrote nothing"
-              % (", ".join(rows[f][4] or f for f in reordered), len(removed)))
+        print("sorted: %s reordered, %d items removed, %d with tombstones; a second sort wrote nothing"
+              % (", ".join(rows[f][4] or f for f in reordered), len(removed), len(tombstones)))
 
         firefox = Firefox(profile, port)
         same_order(firefox.marionette.run(TREE), order, rows)
         checks_change_nothing(firefox)
         changes = firefox.marionette.run(CHANGES)
-        ids = {("menu" if g == "menu________" else "toolbar" if g == "toolbar_____" else "unfiled"
-                if g == "unfiled_____" else g) for g in reordered}
+        roots = {"menu________": "menu", "toolbar_____": "toolbar", "unfiled_____": "unfiled", "mobile______": "mobile"}
+        ids = {roots.get(g, g) for g in reordered}
         if not ids <= set(changes) or not all(changes.get(t, {}).get("tombstone") for t in tombstones):
             fail("Sync's changes %s lack reordered folders %s or tombstones %s" % (changes, ids, tombstones))
         print("Firefox reads the sorted order; its checks change nothing; Sync would upload %d changes" % len(changes))
