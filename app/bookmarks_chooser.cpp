@@ -6,6 +6,10 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QSignalBlocker>
+#include <QStyleOptionComboBox>
+#include <QStylePainter>
+
+#include <algorithm>
 
 #include "bookmarks_files.h"
 #include "files/paths.h"
@@ -80,6 +84,45 @@ QAccessibleInterface* chooserAccessible(const QString& className, QObject* objec
 BookmarksComboBox::BookmarksComboBox(QWidget* parent) : QComboBox(parent) {
     static const bool installed = (QAccessible::installFactory(chooserAccessible), true);
     Q_UNUSED(installed);
+}
+
+QString BookmarksComboBox::shownText() const {
+    QStyleOptionComboBox option;
+    initStyleOption(&option);
+    return shownText(option);
+}
+
+QString BookmarksComboBox::shownText(const QStyleOptionComboBox& option) const {
+    const QString text =
+        currentIndex() < 0 && !placeholderText().isEmpty() ? placeholderText() : option.currentText;
+    // The style draws the label inside the edit field, a pixel in from either side.
+    const QRect field = style()->subControlRect(QStyle::CC_ComboBox, &option, QStyle::SC_ComboBoxEditField, this);
+    int width = field.width() - 2;
+    if (!option.currentIcon.isNull()) width -= option.iconSize.width() + 4;
+    const QFontMetrics& metrics = option.fontMetrics;
+    if (metrics.horizontalAdvance(text) <= width) return text;
+    // A path gives up its folders before its file name, which tells one file from another.
+    const qsizetype slash = text.lastIndexOf(QLatin1Char('/'));
+    if (slash > 0 && (text.startsWith(QLatin1Char('/')) || text.startsWith(QStringLiteral("~/")))) {
+        const QString name = text.mid(slash);
+        const int folderWidth = width - metrics.horizontalAdvance(name);
+        const QString folder = metrics.elidedText(text.left(slash), Qt::ElideRight, folderWidth);
+        if (folderWidth > 0 && folder.size() > 1) return folder + name;
+    }
+    return metrics.elidedText(text, Qt::ElideMiddle, std::max(width, 0));
+}
+
+void BookmarksComboBox::paintEvent(QPaintEvent*) {
+    // As QComboBox paints itself, with the label shortened to fit.
+    QStylePainter painter(this);
+    painter.setPen(palette().color(QPalette::Text));
+    QStyleOptionComboBox option;
+    initStyleOption(&option);
+    painter.drawComplexControl(QStyle::CC_ComboBox, option);
+    if (currentIndex() < 0 && !placeholderText().isEmpty())
+        option.palette.setBrush(QPalette::ButtonText, option.palette.placeholderText());
+    option.currentText = shownText(option);
+    painter.drawControl(QStyle::CE_ComboBoxLabel, option);
 }
 
 BookmarksChooser::BookmarksChooser(QComboBox& box, BookmarksFileLocator& locator) : box_(box), locator_(locator) {

@@ -9,6 +9,8 @@
 
 #include "profiles/discovery.h"
 
+class QStyleOptionComboBox;
+
 namespace orvane {
 
 // The box of the window's "Bookmarks of" list. Screen readers announce it by its accessible name
@@ -18,6 +20,16 @@ class BookmarksComboBox final : public QComboBox {
     Q_OBJECT
 public:
     explicit BookmarksComboBox(QWidget* parent = nullptr);
+
+    // The text the closed box shows: the chosen item's, shortened to fit with "…" instead of cut
+    // off at the right edge; a long path loses folders first and keeps its file name in sight.
+    QString shownText() const;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    QString shownText(const QStyleOptionComboBox& option) const;
 };
 
 class BookmarksFileLocator;

@@ -10,6 +10,7 @@
 #include <functional>
 
 #include "app_fakes.h"
+#include "bookmarks_chooser.h"
 #include "main_window.h"
 #include "platform_linux.h"
 #include "settings.h"
@@ -160,6 +161,24 @@ void AppWindowTest::bookmarksOfChoosesWhoseBookmarksAreSorted() {
     QCOMPARE(Settings::bookmarksFilename(), other);
     QCOMPARE(chooser->text(QAccessible::Value), QStringLiteral("~/Elsewhere.plist"));
     QCOMPARE(box->itemText(box->count() - 1), QStringLiteral("Other file…"));
+    auto* shown = qobject_cast<BookmarksComboBox*>(box);
+    QVERIFY(shown);
+    QCOMPARE(shown->shownText(), QStringLiteral("~/Elsewhere.plist"));
+    // A path wider than the box keeps its file name in sight; screen readers still get all of it.
+    const QString folder = home.path("Some rather long folder name for exported bookmarks/November backup copies");
+    QDir().mkpath(folder);
+    const QString far = folder + "/Old laptop.plist";
+    ScratchHome::saveSampleOver(far);
+    rig.files.answer = far;
+    QTest::keyClick(box, Qt::Key_End);
+    QCOMPARE(Settings::bookmarksFilename(), far);
+    const QString full = "~/" + QDir(home.path()).relativeFilePath(far);
+    QCOMPARE(chooser->text(QAccessible::Value), full);
+    QVERIFY2(box->fontMetrics().horizontalAdvance(full) > box->width(), qPrintable(QString::number(box->width())));
+    QVERIFY2(shown->shownText().endsWith(QStringLiteral("…/Old laptop.plist")) &&
+                 shown->shownText().startsWith(QStringLiteral("~/")) && shown->shownText().contains(QChar(0x2026)),
+             qPrintable(shown->shownText()));
+    QVERIFY(box->fontMetrics().horizontalAdvance(shown->shownText()) < box->width());
     QTest::keyClick(box, Qt::Key_Home);
     QCOMPARE(Settings::bookmarksFilename(), safari);
 }
