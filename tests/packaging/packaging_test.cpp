@@ -253,6 +253,34 @@ Words zshOptions(const std::string& command) {
     return options;
 }
 
+// What zsh's completion offers when a command line ends where the cursor is: a real interactive zsh
+// on a pseudo-terminal, with the completion autoloaded as from a package, is asked once (a key
+// bound to complete-word, then a line printed to say it is done), and every match added is noted.
+// The program completed is the orvane-cli found first in PATH; the shell works in `folder`.
+Words zshCompletes(const std::string& line, const fs::path& folder, const std::vector<std::string>& env) {
+    const orvane::test::TempDir scratch;
+    const std::string script = R"(cd -- "$4" && zmodload zsh/zpty || exit 1
+zpty z zsh -f -i
+zpty -w z "fpath=(${(q)1} \$fpath); autoload -Uz compinit; compinit -u -D"
+zpty -w z "compadd() { local -a m; builtin compadd -O m \"\$@\"; print -rl -- \$m >> ${(q)3}; builtin compadd \"\$@\" }"
+zpty -w z 'complete-and-tell() { zle complete-word; zle -I; print -r -- done-$((6 * 7)); }'
+zpty -w z 'zle -N complete-and-tell; bindkey "^T" complete-and-tell'
+zpty -wn z "$2"$'\C-t'
+zpty -r z out '*done-42*' || exit 1
+zpty -d z
+[[ ! -e $3 ]] || cat -- $3)";
+    const auto r =
+        run({"/usr/bin/timeout", "30", "/usr/bin/zsh", "-f", "-c", script, "zsh",
+             completion("_orvane-cli").parent_path().string(), line, (scratch / "matches").string(), folder.string()},
+            {}, env);
+    EXPECT_EQ(r.exitCode, 0) << r.err;
+    Words offered;
+    std::istringstream lines(r.out);
+    for (std::string word; std::getline(lines, word);)
+        if (!word.empty()) offered.insert(word);
+    return offered;
+}
+
 TEST(Completion, OffersEveryCommandsOptionsAsHelpGivesThem) {
     const bool fish = installed("fish");
     EXPECT_EQ(bashCompletes({"orvane-cli", "-"}), fromHelp({orvane::test::cliPath(), "--help"}).options);
@@ -303,6 +331,27 @@ TEST(Completion, BashCompletesCommandsValuesFilesAndBrowsers) {
     EXPECT_EQ(fishCompletes("orvane-cli so"), Words{"sort"});
     EXPECT_EQ(fishCompletes("orvane-cli convert --format "), (Words{"binary", "xml"}));
     EXPECT_EQ(fishCompletes("orvane-cli print " + d + "o"), Words{d + "other.txt"});
+}
+
+TEST(Completion, ZshCompletesCommandsValuesAndBrowsers) {
+    if (!installed("zsh")) GTEST_SKIP() << "zsh is not installed";
+    orvane::test::TempDir dir;
+    fs::create_directories(dir / "bin");
+    fs::create_symlink(orvane::test::cliPath(), dir / "bin" / "orvane-cli");
+    const std::vector<std::string> env{"PATH=" + (dir / "bin").string() + ":/usr/bin:/bin",
+                                       "HOME=" + dir.path().string(), "XDG_CONFIG_HOME=" + (dir / "config").string()};
+    EXPECT_EQ(zshCompletes("orvane-cli so", dir.path(), env), Words{"sort"});
+    EXPECT_EQ(zshCompletes("orvane-cli sort --no-f", dir.path(), env), Words{"--no-folders-at-top"});
+    EXPECT_EQ(zshCompletes("orvane-cli convert --format ", dir.path(), env), (Words{"binary", "xml"}));
+
+    // Browser ids come from the program's own list: none without profiles, then the one made here.
+    // A file named "browsers" in the working folder must not be mistaken for that list.
+    orvane::test::writeFile(dir / "browsers", "not-a-browser\n");
+    fs::create_directories(dir / "config" / "chromium" / "Default");
+    EXPECT_EQ(zshCompletes("orvane-cli sort --browser ", dir.path(), env), Words{});
+    orvane::test::writeFile(dir / "config" / "chromium" / "Default" / "Bookmarks", R"({"roots": {}})");
+    EXPECT_EQ(zshCompletes("orvane-cli sort --browser ", dir.path(), env), Words{"chromium"});
+    EXPECT_EQ(zshCompletes("orvane-cli print --browser c", dir.path(), env), Words{"chromium"});
 }
 
 TEST(Completion, ZshCompletionIsValidZsh) {

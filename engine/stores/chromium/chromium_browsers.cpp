@@ -38,8 +38,10 @@ std::optional<Browser> browserOwning(const std::filesystem::path& bookmarksFile)
     // configuration folder itself.
     const std::string path = wholePath(bookmarksFile).string();
     for (const Browser& browser : kBrowsers) {
-        std::string folder(1, '/');
-        folder.append(browser.configFolder).push_back('/');
+        // Appended rather than "/" + ... + "/": with Debian's package flags (-O2, fortified) GCC 12
+        // warns, wrongly, that the concatenation's copy may overlap (-Wrestrict).
+        std::string folder = "/";
+        folder.append(browser.configFolder).append("/");
         const std::size_t at = path.rfind(folder);
         if (at == std::string::npos) continue;
         const std::string_view rest = std::string_view(path).substr(at + folder.size());
