@@ -23,19 +23,12 @@
 #include "mnemonics.h"
 #include "platform_linux.h"
 #include "settings.h"
+#include "when_shown.h"
 
 using namespace orvane;
 using namespace orvane::test;
 
 namespace {
-
-// Runs `act` on the first modal dialog that opens, from the event loop that the dialog runs.
-void onNextModal(std::function<void(QWidget&)> act) {
-    QTimer::singleShot(20, [act] {
-        if (QWidget* modal = QApplication::activeModalWidget()) return act(*modal);
-        onNextModal(act);
-    });
-}
 
 // The letter of the key that reaches a control: its mnemonic, or for a fixed text its Alt key.
 std::optional<QChar> keyOf(const QAbstractButton& button) {
@@ -139,7 +132,7 @@ void AppKeyboardTest::theFocusStaysOnTheSortButtonAfterASort() {
 
     for (const Qt::Key press : {Qt::Key_Space, Qt::Key_Return}) {
         QString seen;
-        onNextModal([&](QWidget& alert) {
+        const WhenShown answer(activeModal, [&](QWidget& alert) {
             seen = static_cast<QMessageBox&>(alert).text();
             QTest::keyClick(&alert, Qt::Key_Escape);
         });
@@ -154,7 +147,7 @@ void AppKeyboardTest::theFocusStaysOnTheSortButtonAfterASort() {
     }
     // Alt and the letter of its title reach the button too.
     QString seen;
-    onNextModal([&](QWidget& alert) {
+    const WhenShown answer(activeModal, [&](QWidget& alert) {
         seen = static_cast<QMessageBox&>(alert).text();
         QTest::keyClick(&alert, Qt::Key_Escape);
     });
@@ -227,7 +220,7 @@ void AppKeyboardTest::dialogsSitOnTheWindowAndCloseFromTheKeyboard() {
     QWidget* parent = nullptr;
     QPoint offCentre;
     QStringList keys;
-    onNextModal([&](QWidget& question) {
+    const WhenShown answer(activeModal, [&](QWidget& question) {
         parent = question.parentWidget();
         offCentre = question.frameGeometry().center() - window->frameGeometry().center();
         for (const QAbstractButton* button : question.findChildren<QAbstractButton*>())

@@ -15,6 +15,7 @@
 #include "platform_linux.h"
 #include "settings.h"
 #include "test_support.h"
+#include "when_shown.h"
 
 using namespace orvane;
 using namespace orvane::test;
@@ -25,17 +26,19 @@ struct SeenBox {
     QString text, informativeText, defaultButton;
 };
 
-// Answers the next message box that opens with `answer`, remembering what it said.
-void answerNextMessageBox(SeenBox& seen, std::function<void(QMessageBox&)> answer) {
-    QTimer::singleShot(50, [&seen, answer] {
-        for (QWidget* widget : QApplication::topLevelWidgets())
-            if (auto* box = qobject_cast<QMessageBox*>(widget); box && box->isVisible()) {
-                seen = {box->text(), box->informativeText(),
-                        box->defaultButton() ? box->defaultButton()->text() : QString()};
-                answer(*box);
-                return;
-            }
-        answerNextMessageBox(seen, answer);
+QWidget* visibleMessageBox() {
+    for (QWidget* widget : QApplication::topLevelWidgets())
+        if (auto* box = qobject_cast<QMessageBox*>(widget); box && box->isVisible()) return box;
+    return nullptr;
+}
+
+// Answers the next message box that opens with `answer`, remembering what it said, while the
+// answer it gives lives.
+WhenShown answerNextMessageBox(SeenBox& seen, std::function<void(QMessageBox&)> answer) {
+    return WhenShown(visibleMessageBox, [&seen, answer](QWidget& widget) {
+        auto& box = static_cast<QMessageBox&>(widget);
+        seen = {box.text(), box.informativeText(), box.defaultButton() ? box.defaultButton()->text() : QString()};
+        answer(box);
     });
 }
 
@@ -86,7 +89,8 @@ void AppWindowTest::sortButtonSortsAsTheCommandLineDoes() {
     QPushButton* sortButton = controller.windowBinding().sortBookmarksButton();
 
     SeenBox seen;
-    answerNextMessageBox(seen, [](QMessageBox& box) { box.button(QMessageBox::Ok)->click(); });
+    const WhenShown answering =
+        answerNextMessageBox(seen, [](QMessageBox& box) { box.button(QMessageBox::Ok)->click(); });
     QTest::mouseClick(sortButton, Qt::LeftButton);
     QCOMPARE(seen.text, QStringLiteral("The bookmarks are now sorted"));
     QCOMPARE(seen.informativeText, QStringLiteral("The bookmarks file was opened, sorted and saved."));
@@ -101,7 +105,8 @@ void AppWindowTest::sortButtonSortsAsTheCommandLineDoes() {
     QCOMPARE(sorted, outline(cliCopy));
 
     // The restore panel's default button is Cancel: Return keeps the backup where it is.
-    answerNextMessageBox(seen, [](QMessageBox& box) { QTest::keyClick(&box, Qt::Key_Return); });
+    const WhenShown cancelling =
+        answerNextMessageBox(seen, [](QMessageBox& box) { QTest::keyClick(&box, Qt::Key_Return); });
     QAction* restore = controller.window()->findChild<QAction*>(QStringLiteral("restoreInitialBackupMenuItem"));
     restore->setEnabled(true);
     restore->trigger();
