@@ -9,7 +9,6 @@
 #include <cstring>
 
 #include "files/new_file.h"
-#include "plist/huge_pages.h"
 
 namespace orvane {
 namespace fs = std::filesystem;
@@ -127,19 +126,18 @@ void DescriptorSink::overwrite(std::uint64_t offset, std::string_view bytes) {
     }
 }
 
-IoError readSnapshot(const fs::path& path, FileSnapshot& out) {
-    ReadableFile file;
-    if (IoError error = file.open(path, "read"); !error.ok()) return error;
-    out.identity = identityOf(file.st);
-    out.permissions = file.st.st_mode & 07777;
-    out.bytes.clear();
-    out.bytes.reserve(static_cast<std::size_t>(file.st.st_size) + 1);
-    plist::adviseHugePages(out.bytes.data(), out.bytes.capacity());
-    out.bytes.resize(static_cast<std::size_t>(file.st.st_size) + 1);
+namespace {
+
+// Reads an open file to its end, room made for the size it had when opened (and a byte more, to
+// see the end at once) and more if it grows meanwhile.
+template <class Bytes>
+IoError readAll(const ReadableFile& file, const fs::path& path, Bytes& bytes) {
+    bytes.clear();
+    bytes.resize(static_cast<std::size_t>(file.st.st_size) + 1);
     std::size_t used = 0;
     for (;;) {
-        if (used == out.bytes.size()) out.bytes.resize(out.bytes.size() * 2);
-        const ssize_t n = ::read(file.fd, out.bytes.data() + used, out.bytes.size() - used);
+        if (used == bytes.size()) bytes.resize(bytes.size() * 2);
+        const ssize_t n = ::read(file.fd, bytes.data() + used, bytes.size() - used);
         if (n < 0) {
             if (errno == EINTR) continue;
             return errnoError("cannot read", path, errno);
@@ -147,17 +145,27 @@ IoError readSnapshot(const fs::path& path, FileSnapshot& out) {
         if (n == 0) break;
         used += static_cast<std::size_t>(n);
     }
-    out.bytes.resize(used);
+    bytes.resize(used);
+    return {};
+}
+
+}  // namespace
+
+IoError readSnapshot(const fs::path& path, FileSnapshot& out) {
+    ReadableFile file;
+    if (IoError error = file.open(path, "read"); !error.ok()) return error;
+    out.identity = identityOf(file.st);
+    out.permissions = file.st.st_mode & 07777;
+    if (IoError error = readAll(file, path, out.bytes); !error.ok()) return error;
     struct stat after;
     out.settled = ::fstat(file.fd, &after) == 0 && identityOf(after) == out.identity;
     return {};
 }
 
 IoError readWholeFile(const fs::path& path, std::vector<std::uint8_t>& out) {
-    FileSnapshot snapshot;
-    IoError error = readSnapshot(path, snapshot);
-    out = std::move(snapshot.bytes);
-    return error;
+    ReadableFile file;
+    if (IoError error = file.open(path, "read"); !error.ok()) return error;
+    return readAll(file, path, out);
 }
 
 fs::path resolveLinks(const fs::path& path) {
@@ -246,7 +254,7 @@ IoError copyFileAtomically(const fs::path& from, const fs::path& to) {
     return result;
 }
 
-IoError writeBytesAtomically(const fs::path& path, const std::vector<std::uint8_t>& bytes,
+IoError writeBytesAtomically(const fs::path& path, std::span<const std::uint8_t> bytes,
                              const WriteOptions& options) {
     return writeFileAtomically(
         path,

@@ -10,9 +10,11 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
+#include "files/file_bytes.h"
 #include "files/file_identity.h"
 #include "files/new_file.h"
 #include "plist/codec.h"
@@ -56,7 +58,7 @@ IoError readWholeFile(const std::filesystem::path& path, std::vector<std::uint8_
 // A file's bytes and which file they came from. `settled` is false when the file changed while it
 // was read (another program writing it in place): the bytes may then be a mix of two versions.
 struct FileSnapshot {
-    std::vector<std::uint8_t> bytes;
+    FileBytes bytes;
     FileIdentity identity;  // as it was before reading
     unsigned permissions = 0;
     bool settled = true;
@@ -91,7 +93,7 @@ IoError writeFileAtomically(const std::filesystem::path& path, const Producer& p
 // Options that give the new file these mode bits.
 WriteOptions keepingPermissions(unsigned permissions);
 // Writes the given bytes the same way.
-IoError writeBytesAtomically(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes,
+IoError writeBytesAtomically(const std::filesystem::path& path, std::span<const std::uint8_t> bytes,
                              const WriteOptions& options = {});
 
 // Copies a regular file the same way, so a copy is complete or absent; it keeps the source's

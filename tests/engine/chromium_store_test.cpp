@@ -49,7 +49,7 @@ std::string profile(const std::string& bar, const std::string& other, const std:
 
 // The file's contents as the engine's JSON reader reads them, written back with no change.
 std::string rewritten(const std::string& text) {
-    std::vector<std::uint8_t> bytes(text.begin(), text.end());
+    FileBytes bytes(text.begin(), text.end());
     json::Document document;
     EXPECT_EQ(document.parse(bytes), "");
     plist::StringSink sink;
@@ -59,7 +59,7 @@ std::string rewritten(const std::string& text) {
 
 // The names of the entries of a root ("bookmark_bar", ...) or, within it, of its folder of a name.
 std::vector<std::string> namesAt(const std::string& text, const char* root, const char* folderName = nullptr) {
-    std::vector<std::uint8_t> bytes(text.begin(), text.end());
+    FileBytes bytes(text.begin(), text.end());
     json::Document d;
     EXPECT_EQ(d.parse(bytes), "");
     json::ValueId at = *d.find(*d.find(d.root(), "roots"), root);

@@ -45,7 +45,7 @@ FileHolder ChromiumStore::holder() {
     return {FileHolder::Running, held->browser + " (" + held->where + ")", held->lock};
 }
 
-StoreResult ChromiumStore::parse(const fs::path& path, std::vector<std::uint8_t>& bytes,
+StoreResult ChromiumStore::parse(const fs::path& path, FileBytes& bytes,
                                  json::Document& document) const {
     const std::string name = path.string();
     if (std::string error = document.parse(bytes); !error.empty())

@@ -43,7 +43,7 @@ public:
 
 private:
     // Parses the bytes and checks that they are a bookmarks file the browser would read.
-    StoreResult parse(const std::filesystem::path& path, std::vector<std::uint8_t>& bytes,
+    StoreResult parse(const std::filesystem::path& path, FileBytes& bytes,
                       json::Document& document) const;
     void buildTree(BookmarkTree& tree);
     NodeId addSubtree(BookmarkTree& tree, json::ValueId top);
@@ -53,7 +53,7 @@ private:
     StoreOptions options_;
     std::string browser_;
     FileIdentity identity_;
-    std::vector<std::uint8_t> text_;  // what the document's strings point into
+    FileBytes text_;  // what the document's strings point into
     json::Document document_;
     std::vector<json::ValueId> records_;  // the JSON value of each tree node, by its record
     std::vector<std::string_view> ids_;   // its "id", which the checksum reads

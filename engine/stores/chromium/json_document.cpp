@@ -83,7 +83,7 @@ private:
     std::uint32_t keyAt_ = 0, keyLength_ = 0;
 };
 
-std::string Document::parse(std::vector<std::uint8_t>& text) {
+std::string Document::parse(FileBytes& text) {
     values_.clear();
     members_.clear();
     elements_.clear();

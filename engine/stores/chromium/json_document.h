@@ -12,6 +12,8 @@
 #include <string_view>
 #include <vector>
 
+#include "files/file_bytes.h"
+
 namespace orvane::json {
 
 enum class Type : std::uint8_t { Null, False, True, Number, String, Array, Object };
@@ -22,7 +24,7 @@ class Document {
 public:
     // Parses `text` in place (it is changed, and a NUL is added at its end) and answers "" or
     // why not, with the byte offset.
-    std::string parse(std::vector<std::uint8_t>& text);
+    std::string parse(FileBytes& text);
 
     ValueId root() const { return 0; }
     Type type(ValueId id) const { return values_[id].type; }

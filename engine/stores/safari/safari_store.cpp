@@ -205,7 +205,7 @@ StoreResult SafariStore::load(BookmarkTree& tree) {
     // Bytes that do not parse may be another program's save caught half-way, about to go on.
     if (!read && changesWithin(file_, snapshot_.identity, kUnfinishedSaveWait)) return StoreResult::changed();
     // The bytes are not kept: a backup reads the file again and checks that it is the same file.
-    std::vector<std::uint8_t>().swap(snapshot_.bytes);
+    FileBytes().swap(snapshot_.bytes);
     if (StoreResult checked = checkBookmarksPlist(file_, read); !checked.done()) return checked;
     valueRead_ = std::make_unique<Read<ValueNodes>>();
     valueRead_->root = std::move(read.value);
