@@ -18,6 +18,8 @@ SafariEdit::SafariEdit(const plist::BinaryDocument& document, const BookmarkTree
     const DocumentNodes nodes(document);
     for (NodeId id = 0; id < tree.size(); ++id) {
         const TreeNode& node = tree[id];
+        // Most entries are unchanged: they are passed over before their objects are looked at.
+        if (!node.titleChanged && !node.childrenChanged) continue;
         if (node.record >= records.size() || !nodes.isDictionary(records[node.record])) continue;
         const ObjectId object = records[node.record];
         if (node.titleChanged) {
