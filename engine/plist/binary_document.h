@@ -14,6 +14,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <string>
 #include <string_view>
@@ -63,7 +64,7 @@ public:
         const std::uint64_t at = offsetOf(container);
         const std::uint8_t low = data_[at] & 0x0F;
         if (low != 0x0F) return low;
-        return static_cast<std::size_t>(readBE(data_ + at + 2, std::size_t{1} << (data_[at + 1] & 0x0F)));
+        return static_cast<std::size_t>(readNear(data_ + at + 2, 1u << (data_[at + 1] & 0x0F)));
     }
     ObjectId element(ObjectId array, std::size_t i) const { return refAt(payloadOf(array) + i * refSize_); }
     ObjectId key(ObjectId dictionary, std::size_t i) const { return element(dictionary, i); }
@@ -88,14 +89,23 @@ public:
 private:
     static Type typeOfMarker(std::uint8_t marker);
     std::uint64_t offsetOf(ObjectId object) const {
-        return readBE(data_ + tableOffset_ + std::uint64_t{object} * offsetSize_, offsetSize_);
+        return readNear(data_ + tableOffset_ + std::uint64_t{object} * offsetSize_, offsetSize_);
     }
     std::uint64_t payloadOf(ObjectId container) const {
         const std::uint64_t at = offsetOf(container);
         if ((data_[at] & 0x0F) != 0x0F) return at + 1;
         return at + 2 + (std::uint64_t{1} << (data_[at + 1] & 0x0F));
     }
-    ObjectId refAt(std::uint64_t at) const { return static_cast<ObjectId>(readBE(data_ + at, refSize_)); }
+    ObjectId refAt(std::uint64_t at) const { return static_cast<ObjectId>(readNear(data_ + at, refSize_)); }
+    // A big-endian number of 1 to 8 bytes within the object area or the offset table, which the
+    // trailer's 32 bytes follow: eight bytes can always be loaded, and the extra ones shifted
+    // out, so the widths of three, five, six and seven bytes (a file over 65,536 objects or
+    // bytes has them) need no loop. Every offset and reference of the file is read through here.
+    static std::uint64_t readNear(const std::uint8_t* p, unsigned width) {
+        std::uint64_t v;
+        std::memcpy(&v, p, 8);
+        return __builtin_bswap64(v) >> (64 - 8 * width);
+    }
     bool checkObject(ObjectId object, std::uint64_t& payload, std::uint64_t& count) const;
     bool walk();
 
