@@ -27,19 +27,37 @@ void appendUtf16(std::string& out, const std::uint8_t* bytes, std::size_t units,
         const std::uint8_t* p = bytes + 2 * i;
         return bigEndian ? (std::uint32_t(p[0]) << 8 | p[1]) : (std::uint32_t(p[1]) << 8 | p[0]);
     };
-    out.reserve(out.size() + units);
+    // Written in place into room for the longest outcome, three bytes a unit (a pair of units
+    // makes four), and cut to size at the end: every non-ASCII title of a file comes through here.
+    const std::size_t start = out.size();
+    out.resize(start + 3 * units);
+    char* q = out.data() + start;
     for (std::size_t i = 0; i < units; ++i) {
-        std::uint32_t u = unitAt(i);
-        if (u >= 0xD800 && u <= 0xDBFF && i + 1 < units) {
-            std::uint32_t low = unitAt(i + 1);
+        std::uint32_t cp = unitAt(i);
+        if (cp < 0x80) {
+            *q++ = static_cast<char>(cp);
+            continue;
+        }
+        if (cp >= 0xD800 && cp <= 0xDBFF && i + 1 < units) {
+            const std::uint32_t low = unitAt(i + 1);
             if (low >= 0xDC00 && low <= 0xDFFF) {
-                appendCodePoint(out, 0x10000 + ((u - 0xD800) << 10) + (low - 0xDC00));
+                cp = 0x10000 + ((cp - 0xD800) << 10) + (low - 0xDC00);
                 ++i;
-                continue;
             }
         }
-        appendCodePoint(out, u);
+        if (cp < 0x800) {
+            *q++ = static_cast<char>(0xC0 | (cp >> 6));
+        } else if (cp < 0x10000) {
+            *q++ = static_cast<char>(0xE0 | (cp >> 12));
+            *q++ = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+        } else {
+            *q++ = static_cast<char>(0xF0 | (cp >> 18));
+            *q++ = static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
+            *q++ = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+        }
+        *q++ = static_cast<char>(0x80 | (cp & 0x3F));
     }
+    out.resize(static_cast<std::size_t>(q - out.data()));
 }
 
 bool nextCodePoint(std::string_view s, std::size_t& pos, std::uint32_t& cp) {
