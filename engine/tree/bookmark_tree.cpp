@@ -3,17 +3,15 @@
 #include <algorithm>
 #include <cstring>
 
-#include "plist/huge_pages.h"
 
 namespace orvane {
 
 static_assert(sizeof(TreeNode) <= 40, "a node is meant to stay small: a million of them are made");
 
 void BookmarkTree::reserve(std::size_t nodes, std::size_t entries) {
+    // In small pages: a room made generously is then in memory only as far as it is used.
     nodes_.reserve(nodes);
-    plist::adviseHugePages(nodes_.data(), nodes_.capacity() * sizeof(TreeNode));
     childIds_.reserve(entries);
-    plist::adviseHugePages(childIds_.data(), childIds_.capacity() * sizeof(NodeId));
 }
 
 void BookmarkTree::setSource(std::string_view bytes) {

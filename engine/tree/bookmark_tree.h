@@ -94,8 +94,8 @@ public:
     TreeNode& operator[](NodeId id) { return nodes_[id]; }
     const TreeNode& operator[](NodeId id) const { return nodes_[id]; }
     std::size_t size() const { return nodes_.size(); }
-    // Room for `nodes` nodes and `entries` entries of folders, in large pages where the system
-    // gives them. Most of the room may never be touched, and then costs no memory.
+    // Room for `nodes` nodes and `entries` entries of folders. Most of the room may never be
+    // touched, and then costs no memory.
     void reserve(std::size_t nodes, std::size_t entries = 0);
 
     // --- Texts ---
