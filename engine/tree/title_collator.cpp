@@ -151,10 +151,16 @@ bool TitleCollator::headFromTable(std::string_view title, KeyHead& head) const {
         length += n;
     }
     // A key short of eight bytes goes on with the separator and the secondary weights, which
-    // then are one byte: fewer than seven characters were weighed.
+    // then are one byte: at most seven characters were weighed.
     std::size_t kept = std::min<std::size_t>(length, 8);
-    if (kept < 8) bytes = bytes << 8 | 0x01, ++kept;
-    if (kept < 8 && weighed > 0) bytes = bytes << 8 | (0x04 + weighed), ++kept;
+    if (kept < 8) {
+        bytes = bytes << 8 | 0x01;
+        ++kept;
+    }
+    if (kept < 8 && weighed > 0) {
+        bytes = bytes << 8 | (0x04 + weighed);
+        ++kept;
+    }
     head.bytes = bytes << (8 * (8 - kept));
     head.complete = length + 1 + secondaryBytes(weighed) < 8;
     head.fromTable = true;

@@ -193,6 +193,51 @@ TEST(Sorting, OnlyAChangedOrderCountsAsAChange) {
     EXPECT_TRUE(sortTree(d.tree, options, collator));
 }
 
+// A large tree's folders are sorted on two threads: every folder ends as sorting it alone puts
+// it, and every folder that moved is noted once, with the order it had.
+TEST(Sorting, LargeTreeSortsEachFolderAsAloneAndNotesEveryMove) {
+    const TitleCollator collator;
+    SortOptions options;
+    options.renameSamenamed = false;  // the titles stay as made, to compare with the folders sorted alone
+    TreeBuilder whole, alone;
+    std::vector<NodeId> folders, single;
+    for (int f = 0; f < 60; ++f) {
+        std::vector<NodeId> entries, copies;
+        for (int i = 0; i < 90; ++i) {
+            // Titles with ties, case and non-ASCII ones, folders every few entries, and now and
+            // then a folder already in order.
+            const std::string title = f % 7 == 0 ? std::string(1, static_cast<char>('a' + i % 26)) + std::to_string(i)
+                                                 : (i % 5 == 0 ? "Caf\u00E9 " : "Item ") + std::to_string((i * 37 + f) % 50);
+            const std::string url = "https://" + std::to_string(f) + "-" + std::to_string(i) + ".example/";
+            entries.push_back(i % 11 == 0 ? whole.folder(title, {whole.bookmark("x", url)}) : whole.bookmark(title, url));
+            copies.push_back(i % 11 == 0 ? alone.folder(title, {alone.bookmark("x", url)}) : alone.bookmark(title, url));
+        }
+        folders.push_back(whole.folder("F" + std::to_string(f), {}));
+        whole.tree.setChildren(folders.back(), entries);
+        single.push_back(alone.folder("F" + std::to_string(f), {}));
+        alone.tree.setChildren(single.back(), copies);
+    }
+    const NodeId root = whole.folder("BookmarksMenu", {});
+    whole.tree.setChildren(root, folders);
+    whole.tree.regions = {{root, false}};
+    std::vector<std::vector<NodeId>> before;
+    for (const NodeId folder : folders) before.push_back(whole.entries(folder));
+    SortReport report;
+    EXPECT_TRUE(sortTree(whole.tree, options, collator, &report));
+    std::size_t moved = 0;
+    for (std::size_t f = 0; f < folders.size(); ++f) {
+        SCOPED_TRACE(f);
+        sortRegion(alone.tree, {single[f], false}, options, collator);
+        EXPECT_EQ(whole.titlesIn(folders[f]), alone.titlesIn(single[f]));
+        const std::span<const NodeId> kept = whole.tree.childrenBeforeSort(folders[f]);
+        EXPECT_EQ(std::vector<NodeId>(kept.begin(), kept.end()), before[f]);
+        EXPECT_EQ(whole.tree[folders[f]].reordered, whole.entries(folders[f]) != before[f]);
+        moved += whole.tree[folders[f]].reordered;
+    }
+    EXPECT_GT(moved, 40u);
+    EXPECT_EQ(report.foldersReordered, moved + (whole.tree[root].reordered ? 1 : 0));
+}
+
 TEST(Sorting, ChangeTestComparesShapesAndIdentitiesOnly) {
     TreeBuilder b;
     const NodeId x = b.bookmark("x", "https://x.example/");
