@@ -124,6 +124,10 @@ void DescriptorSink::overwrite(std::uint64_t offset, std::string_view bytes) {
         }
         done += static_cast<std::size_t>(w);
     }
+    // A large part written at its place (by a writer that writes two parts at once) is started
+    // on at once too, as write() starts on what it writes.
+    if (bytes.size() >= kWritebackStep / 16)
+        ::sync_file_range(fd_, static_cast<off_t>(offset), static_cast<off_t>(bytes.size()), SYNC_FILE_RANGE_WRITE);
 }
 
 namespace {

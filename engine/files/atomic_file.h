@@ -6,6 +6,7 @@
 #pragma once
 
 #include <unistd.h>
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -41,12 +42,13 @@ public:
     bool failed() const override { return errnum_ != 0; }
     std::uint64_t position() const override { return position_; }
     void overwrite(std::uint64_t offset, std::string_view bytes) override;
+    bool overwritesConcurrently() const override { return true; }
     int errnum() const { return errnum_; }
 
 private:
     static constexpr std::uint64_t kWritebackStep = 4 * 1024 * 1024;
     int fd_;
-    int errnum_ = 0;
+    std::atomic<int> errnum_ = 0;  // two threads may write
     std::uint64_t position_ = 0;
     std::uint64_t started_ = 0;  // written back from here on: the disk has been asked for what is before
 };

@@ -137,6 +137,7 @@ bool BinaryDocument::walk() {
     seen.assign((numObjects_ + 63) / 64, 0);
     containers_.assign(seen.size(), 0);
     containerCount_ = 0;
+    scalarsAdjoin_ = true;
     auto firstVisit = [&](ObjectId object) {
         std::uint64_t& word = seen[object / 64];
         const std::uint64_t bit = std::uint64_t{1} << (object % 64);
@@ -158,7 +159,10 @@ bool BinaryDocument::walk() {
         if (!firstVisit(object)) return !container;
         std::uint64_t payload = 0, n = 0;
         if (!checkObject(object, payload, n)) return false;
-        if (!container) return true;
+        if (!container) {
+            if (scalarsAdjoin_ && encoded(object).size() != scalarSize(object)) scalarsAdjoin_ = false;
+            return true;
+        }
         if (stack.size() + 1 >= kMaxDepth) return false;
         containers_[object / 64] |= std::uint64_t{1} << (object % 64);
         ++containerCount_;

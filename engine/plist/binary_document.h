@@ -35,6 +35,15 @@ public:
     bool open(std::span<const std::uint8_t> bytes);
 
     ObjectId root() const { return root_; }
+    // The bytes from the header to the offset table.
+    std::uint64_t objectAreaSize() const { return tableOffset_ - 8; }
+    // Whether every scalar the root reaches ends where the next object begins: files that Apple's
+    // writer, plistlib or this engine wrote lay their objects out so. Then a scalar's size is the
+    // gap to the next object in the offset table, without a look at the scalar itself.
+    bool scalarsAdjoin() const { return scalarsAdjoin_; }
+    std::uint64_t scalarSize(ObjectId scalar) const {
+        return (scalar + 1 < numObjects_ ? offsetOf(scalar + 1) : tableOffset_) - offsetOf(scalar);
+    }
     // How many arrays and dictionaries the root reaches.
     std::size_t containerCount() const { return containerCount_; }
     std::size_t objectCount() const { return static_cast<std::size_t>(numObjects_); }
@@ -115,6 +124,7 @@ private:
     std::uint64_t numObjects_ = 0, tableOffset_ = 0;
     ObjectId root_ = kNoObject;
     std::size_t containerCount_ = 0;
+    bool scalarsAdjoin_ = false;
     std::vector<std::uint64_t> reached_;     // a bit per object: the root reaches it
     std::vector<std::uint64_t> containers_;  // a bit per object: an array or a dictionary
 };
@@ -175,7 +185,11 @@ public:
 
 // Writes the document with the edit, exactly as writeBinary writes the values readBinary makes of
 // it with the same changes made to them; "" or why not. The index is let go once the new strings
-// are matched with the document's, so that its memory serves the writer's own tables.
-std::string writeEdited(const BinaryDocument& document, ScalarIndex index, const DocumentEdit& edit, Sink& sink);
+// are matched with the document's, so that its memory serves the writer's own tables. A document
+// of `twoThreadsFrom` objects or more is written by two threads, where its scalars adjoin and the
+// sink lets them.
+inline constexpr std::size_t kWriteOnTwoThreadsFrom = std::size_t{1} << 16;
+std::string writeEdited(const BinaryDocument& document, ScalarIndex index, const DocumentEdit& edit, Sink& sink,
+                        std::size_t twoThreadsFrom = kWriteOnTwoThreadsFrom);
 
 }  // namespace orvane::plist

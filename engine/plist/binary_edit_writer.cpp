@@ -7,7 +7,15 @@
 // a second, in the same order, writes each object where it is first met: a scalar of the document
 // as its bytes in the file, which writeBinary would write the same; an unchanged container as
 // its marker and count from the file and its references renumbered; everything else encoded.
+//
+// A large file is written by two threads, each a half: the first walk also counts the bytes
+// before every object, which it can tell without reading the objects because the document's
+// scalars lie back to back (each one's size is the gap to the next in the offset table), and keeps
+// where the walk stood when the second half begins; the second thread goes on from there, writing
+// at that half's place in the file.
+#include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "binary_document.h"
@@ -19,10 +27,27 @@ namespace {
 
 constexpr std::uint32_t kUnnumbered = UINT32_MAX;
 
+// Writes what it is given at a place in another sink, from the place on.
+class PlacedSink final : public Sink {
+public:
+    PlacedSink(Sink& sink, std::uint64_t at) : sink_(sink), at_(at) {}
+    void write(const void* bytes, std::size_t n) override {
+        sink_.overwrite(at_, {static_cast<const char*>(bytes), n});
+        at_ += n;
+    }
+    bool failed() const override { return sink_.failed(); }
+    std::uint64_t position() const override { return at_; }
+    void overwrite(std::uint64_t offset, std::string_view bytes) override { sink_.overwrite(offset, bytes); }
+
+private:
+    Sink& sink_;
+    std::uint64_t at_;
+};
+
 class EditWriter {
 public:
-    EditWriter(const BinaryDocument& document, const DocumentEdit& edit)
-        : document_(document), edit_(edit), madeNumbers_(edit.madeCount(), kUnnumbered) {}
+    EditWriter(const BinaryDocument& document, const DocumentEdit& edit, std::size_t twoThreadsFrom)
+        : document_(document), edit_(edit), madeNumbers_(edit.madeCount(), kUnnumbered), twoThreadsFrom_(twoThreadsFrom) {}
 
     std::string write(ScalarIndex index, Sink& sink) {
         if (std::string error = resolveStrings(index); !error.empty()) return error;
@@ -30,38 +55,87 @@ public:
         objectNumbers_.reserve(document_.objectCount());
         adviseHugePages(objectNumbers_.data(), objectNumbers_.capacity() * sizeof(std::uint32_t));
         objectNumbers_.assign(document_.objectCount(), kUnnumbered);
-        walk<false>(nullptr);  // numbers everything
-        const std::uint32_t count = met_;
+        // The second half begins at the object met once half the document's bytes are counted.
+        if (document_.objectCount() >= twoThreadsFrom_ && document_.scalarsAdjoin() && sink.overwritesConcurrently())
+            halfway_ = document_.objectAreaSize() / 2;
+        Walk numbering;
+        walk<false>(numbering, nullptr);  // numbers everything
+        const std::uint32_t count = numbering.met;
         refSize_ = byteCount(count);
         offsets_.reserve(count);
         adviseHugePages(offsets_.data(), offsets_.capacity() * sizeof(std::uint32_t));
+        offsets_.resize(count);
         Output out(sink);
         out.bytes("bplist00", 8);
-        walk<true>(&out);
-        const std::uint64_t tableOffset = out.position();
-        if (offsets_.size() != count || tableOffset > UINT32_MAX)
-            return "internal error: the objects written and those numbered differ";
+        std::uint64_t tableOffset;
+        if (second_) {
+            // Both halves at once, the second at its place; each fills its own numbers' offsets.
+            const std::uint64_t start = 8 + second_->bytes + second_->references * refSize_;
+            PlacedSink placed(sink, start);
+            std::uint64_t end = 0;
+            std::thread other([&] {
+                Output rest(placed, start);
+                Walk& resumed = second_->walk;
+                meet<true>(resumed, second_->item, &rest);
+                walkOn<true>(resumed, &rest);
+                rest.flush();
+                end = rest.position();
+            });
+            Walk first;
+            first.stopAt = second_->walk.met;
+            walk<true>(first, &out);
+            out.flush();
+            other.join();
+            if (out.position() != start) return "internal error: the first half ends where the second does not begin";
+            tableOffset = end;
+        } else {
+            Walk writing;
+            walk<true>(writing, &out);
+            tableOffset = out.position();
+        }
+        if (tableOffset > UINT32_MAX) return "internal error: the objects written and those numbered differ";
+        // The offset table and the trailer follow the last object, wherever it was written from.
+        PlacedSink afterObjects(sink, tableOffset);
+        Output table(second_ ? static_cast<Sink&>(afterObjects) : sink, tableOffset);
+        Output& tail = second_ ? table : out;
         const unsigned offsetSize = byteCount(tableOffset);
-        for (const std::uint32_t offset : offsets_) out.bigEndian(offset, offsetSize);
+        for (const std::uint32_t offset : offsets_) tail.bigEndian(offset, offsetSize);
         static const std::uint8_t unused[6] = {};
-        out.bytes(unused, sizeof unused);
-        out.byte(static_cast<std::uint8_t>(offsetSize));
-        out.byte(static_cast<std::uint8_t>(refSize_));
-        out.bigEndian(count, 8);
-        out.bigEndian(0, 8);  // the root is object 0
-        out.bigEndian(tableOffset, 8);
-        out.flush();
+        tail.bytes(unused, sizeof unused);
+        tail.byte(static_cast<std::uint8_t>(offsetSize));
+        tail.byte(static_cast<std::uint8_t>(refSize_));
+        tail.bigEndian(count, 8);
+        tail.bigEndian(0, 8);  // the root is object 0
+        tail.bigEndian(tableOffset, 8);
+        tail.flush();
         return sink.failed() ? "the output could not be written" : "";
     }
 
 private:
     // A container being walked: one of the document's as it lies (its references in the file),
-    // or one the edit changed or made (its entries in entries_).
+    // or one the edit changed or made (its entries in the walk's entries).
     struct Open {
         bool inFile;
-        std::uint64_t at;  // the file offset of its references, or its first entry in entries_
+        std::uint64_t at;  // the file offset of its references, or its first entry in entries
         std::uint32_t count;
         std::uint32_t next = 0;
+    };
+    // Where a walk stands: the containers open, the entries of the changed and made ones, how
+    // many objects it has met. A writing walk stops short of the object numbered stopAt.
+    struct Walk {
+        std::vector<Open> open;
+        std::vector<OutItem> entries;
+        std::uint32_t met = 0;
+        std::uint32_t stopAt = UINT32_MAX;
+        bool stopped = false;
+    };
+    // Where the second half begins: the walk as it stood, the object it was about to meet, and
+    // the bytes before that object, references apart (their width is known only at the end).
+    struct SecondHalf {
+        Walk walk;
+        OutItem item;
+        std::uint64_t bytes = 0;
+        std::uint64_t references = 0;
     };
 
     // Each new string as it is written, or the document's equal scalar, or an equal new string
@@ -100,44 +174,56 @@ private:
     }
 
     // Meets an object of the written tree: numbers it on the first walk; writes it on the second
-    // where it is first met. True when it is a container met now, whose entries are to be walked.
+    // where it is first met. A container met now is opened, its entries to be walked next.
     template <bool kWriting>
-    bool meet(OutItem item, Output* out) {
+    void meet(Walk& walk, OutItem item, Output* out) {
         std::uint32_t& number = numberOf(item);
-        if (number != kUnnumbered && number < met_) return false;  // met before
-        number = met_++;
-        if (item.kind == OutItem::String) {
-            if constexpr (kWriting) {
-                offsets_.push_back(static_cast<std::uint32_t>(out->position()));
-                out->bytes(stringBytes_[item.index].data(), stringBytes_[item.index].size());
+        if constexpr (kWriting) {
+            if (number < walk.met) return;  // met before
+            if (number == walk.stopAt) {
+                walk.stopped = true;
+                return;
             }
-            return false;
+            offsets_[number] = static_cast<std::uint32_t>(out->position());
+            ++walk.met;
+        } else {
+            if (number != kUnnumbered && number < walk.met) return;  // met before
+            if (halfway_ && !second_ && bytes_ + references_ * document_.referenceSize() >= halfway_)
+                second_ = SecondHalf{walk, item, bytes_, references_};
+            number = walk.met++;
+        }
+        if (item.kind == OutItem::String) {
+            if constexpr (kWriting)
+                out->bytes(stringBytes_[item.index].data(), stringBytes_[item.index].size());
+            else
+                bytes_ += stringBytes_[item.index].size();
+            return;
         }
         if (item.kind == OutItem::Object && !document_.isContainer(item.index)) {
             if constexpr (kWriting) {
-                offsets_.push_back(static_cast<std::uint32_t>(out->position()));
                 const std::span<const std::uint8_t> bytes = document_.encoded(item.index);
                 out->bytes(bytes.data(), bytes.size());
+            } else if (halfway_) {
+                bytes_ += document_.scalarSize(item.index);
             }
-            return false;
+            return;
         }
-        open<kWriting>(item, out);
-        return true;
+        open<kWriting>(walk, item, out);
     }
 
     template <bool kWriting>
-    void open(OutItem container, Output* out) {
-        const std::size_t first = entries_.size();
+    void open(Walk& walk, OutItem container, Output* out) {
+        const std::size_t first = walk.entries.size();
         bool array;
         if (container.kind == OutItem::Object) {
             const ObjectId object = container.index;
-            if (!edit_.changes(object, entries_)) {
+            if (!edit_.changes(object, walk.entries)) {
                 const std::span<const std::uint8_t> header = document_.header(object);
                 array = (header[0] >> 4) == 0xA;
                 const std::size_t n = document_.count(object);
                 const auto refs = static_cast<std::uint32_t>(array ? n : 2 * n);
                 const std::uint64_t at = document_.referencesOf(object);
-                open_.push_back({true, at, refs});
+                walk.open.push_back({true, at, refs});
                 // The entries lie all over the file: their loads are started together.
                 const unsigned width = document_.referenceSize();
                 for (std::uint64_t p = at, end = at + std::uint64_t{refs} * width; p < end; p += width) {
@@ -146,39 +232,45 @@ private:
                     __builtin_prefetch(&objectNumbers_[entry]);
                 }
                 if constexpr (kWriting) {
-                    offsets_.push_back(static_cast<std::uint32_t>(out->position()));
                     out->bytes(header.data(), header.size());
                     for (std::uint64_t p = at, end = at + std::uint64_t{refs} * width; p < end; p += width)
                         out->bigEndian(numberOf(resolve(OutItem::object(document_.referenceAt(p)))), refSize_);
+                } else {
+                    bytes_ += header.size();
+                    references_ += refs;
                 }
                 return;
             }
             array = document_.type(object) == Type::Array;
         } else {
-            edit_.made(container, entries_);
+            edit_.made(container, walk.entries);
             array = container.kind == OutItem::MadeArray;
         }
-        const auto refs = static_cast<std::uint32_t>(entries_.size() - first);
-        open_.push_back({false, first, refs});
+        const auto refs = static_cast<std::uint32_t>(walk.entries.size() - first);
+        walk.open.push_back({false, first, refs});
         if constexpr (kWriting) {
-            offsets_.push_back(static_cast<std::uint32_t>(out->position()));
             out->marker(array ? 0xA : 0xD, array ? refs : refs / 2);
-            for (std::size_t i = first; i < entries_.size(); ++i)
-                out->bigEndian(numberOf(resolve(entries_[i])), refSize_);
+            for (std::size_t i = first; i < walk.entries.size(); ++i)
+                out->bigEndian(numberOf(resolve(walk.entries[i])), refSize_);
+        } else {
+            bytes_ += 1 + countBytes(array ? refs : refs / 2);
+            references_ += refs;
         }
     }
 
     // Depth first from the root, numbering on the first walk and writing on the second.
     template <bool kWriting>
-    void walk(Output* out) {
-        met_ = 0;
-        entries_.clear();
-        meet<kWriting>(resolve(edit_.root()), out);
-        while (!open_.empty()) {
-            Open& top = open_.back();
+    void walk(Walk& walk, Output* out) {
+        meet<kWriting>(walk, resolve(edit_.root()), out);
+        walkOn<kWriting>(walk, out);
+    }
+    template <bool kWriting>
+    void walkOn(Walk& walk, Output* out) {
+        while (!walk.open.empty() && !walk.stopped) {
+            Open& top = walk.open.back();
             if (top.next == top.count) {
-                if (!top.inFile) entries_.resize(static_cast<std::size_t>(top.at));
-                open_.pop_back();
+                if (!top.inFile) walk.entries.resize(static_cast<std::size_t>(top.at));
+                walk.open.pop_back();
                 continue;
             }
             const std::uint32_t i = top.next++;
@@ -187,8 +279,8 @@ private:
                 document_.prefetchObject(document_.referenceAt(top.at + std::uint64_t{i + 4} * width));
             // `top` may move when a container is opened: it is not used after this.
             const OutItem child = top.inFile ? OutItem::object(document_.referenceAt(top.at + std::uint64_t{i} * width))
-                                             : resolve(entries_[static_cast<std::size_t>(top.at) + i]);
-            meet<kWriting>(child, out);
+                                             : resolve(walk.entries[static_cast<std::size_t>(top.at) + i]);
+            meet<kWriting>(walk, child, out);
         }
     }
 
@@ -197,17 +289,20 @@ private:
     std::vector<std::uint32_t> objectNumbers_, madeNumbers_, stringNumbers_;
     std::vector<OutItem> strings_;
     std::vector<std::string> stringBytes_;
-    std::vector<OutItem> entries_;  // the entries of the open changed and made containers
-    std::vector<Open> open_;
     std::vector<std::uint32_t> offsets_;  // by number: below 4 GiB, as the document is
-    std::uint32_t met_ = 0;
     unsigned refSize_ = 0;
+    std::size_t twoThreadsFrom_;
+    // What the first walk counts for the second half: the document's bytes halved (0: one
+    // thread writes), and the bytes and references numbered so far.
+    std::uint64_t halfway_ = 0, bytes_ = 0, references_ = 0;
+    std::optional<SecondHalf> second_;
 };
 
 }  // namespace
 
-std::string writeEdited(const BinaryDocument& document, ScalarIndex index, const DocumentEdit& edit, Sink& sink) {
-    return EditWriter(document, edit).write(std::move(index), sink);
+std::string writeEdited(const BinaryDocument& document, ScalarIndex index, const DocumentEdit& edit, Sink& sink,
+                        std::size_t twoThreadsFrom) {
+    return EditWriter(document, edit, twoThreadsFrom).write(std::move(index), sink);
 }
 
 }  // namespace orvane::plist

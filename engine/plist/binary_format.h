@@ -80,7 +80,8 @@ void encodeMarker(std::uint8_t kind, std::uint64_t count, Put put) {
 // Buffers output for the sink and counts the bytes written, which are the objects' offsets.
 class Output {
 public:
-    explicit Output(Sink& sink) : sink_(sink), buffer_(new char[kChunk]) {}
+    // `start`: where in the file the sink's first byte goes.
+    explicit Output(Sink& sink, std::uint64_t start = 0) : sink_(sink), buffer_(new char[kChunk]), position_(start) {}
     ~Output() { flush(); }
     void byte(std::uint8_t b) {
         if (used_ == kChunk) flush();

@@ -62,6 +62,9 @@ public:
     // learns a value only at the end (a checksum of what it wrote) leaves room for it first.
     virtual std::uint64_t position() const = 0;
     virtual void overwrite(std::uint64_t offset, std::string_view bytes) = 0;
+    // Whether overwrite() may be called from another thread while write() runs, also past the
+    // end of what is written so far: then a writer may write two parts of its output at once.
+    virtual bool overwritesConcurrently() const { return false; }
 };
 
 class StringSink final : public Sink {

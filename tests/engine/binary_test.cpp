@@ -6,6 +6,14 @@
 #include <utility>
 #include <vector>
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+
+#include "files/atomic_file.h"
+#include "plist/binary_document.h"
 #include "test_support.h"
 
 namespace orvane::plist {
@@ -380,6 +388,68 @@ TEST(BinaryRead, WhatAppleAcceptsReadsAsAppleReadsIt) {
 TEST(BinaryRead, LoneSurrogatesAreRewrittenWithTheirCodeUnits) {
     const std::string file = assemble({"\x64\xDC\x00\x00\x41\xD8\x3D\xD8\x00"s});
     EXPECT_EQ(toBinary(read(file).value), file);
+}
+
+// The root's entries in reverse and a new string after them: a changed container, shared keys met
+// in a new order, a string of the edit's.
+class ReverseRoot final : public DocumentEdit {
+public:
+    explicit ReverseRoot(const BinaryDocument& document) : document_(document) {}
+    OutItem root() const override { return OutItem::object(document_.root()); }
+    bool changes(ObjectId object, std::vector<OutItem>& entries) const override {
+        if (object != document_.root()) return false;
+        for (std::size_t i = document_.count(object); i-- > 0;) entries.push_back(OutItem::object(document_.element(object, i)));
+        entries.push_back({OutItem::String, 0});
+        return true;
+    }
+    void made(OutItem, std::vector<OutItem>&) const override {}
+    std::size_t madeCount() const override { return 0; }
+    std::span<const std::string> strings() const override { return strings_; }
+
+private:
+    const BinaryDocument& document_;
+    std::vector<std::string> strings_{"appended"};
+};
+
+TEST(BinaryEditedWrite, TwoThreadsWriteWhatOneWrites) {
+    // Large enough that half of it lies deep inside the tree.
+    Value root = Value::array();
+    for (int i = 0; i < 3000; ++i)
+        root.asArray()->append(D({{"title", S("entry " + std::to_string(i))},
+                                  {"n", I(i)},
+                                  {"list", A({S("x" + std::to_string(i)), I(100000 + i)})}}));
+    StringSink written;
+    ASSERT_EQ(writeBinary(root, written), "");
+    const std::vector<std::uint8_t> bytes(written.out.begin(), written.out.end());
+    BinaryDocument document;
+    ASSERT_TRUE(document.open(bytes));
+    ASSERT_TRUE(document.scalarsAdjoin());  // else the writer would not split its work
+    const std::atomic<bool> never = false;
+    const ReverseRoot edit(document);
+
+    ScalarIndex index;
+    ASSERT_TRUE(index.build(document, never));
+    StringSink one;  // written by one thread: a sink in memory takes no writes from another
+    ASSERT_EQ(writeEdited(document, std::move(index), edit, one, 1), "");
+
+    const TempDir dir;
+    const int fd = ::open((dir / "two").c_str(), O_RDWR | O_CREAT | O_TRUNC, 0600);
+    ASSERT_GE(fd, 0);
+    DescriptorSink two(fd);
+    ASSERT_TRUE(index.build(document, never));
+    ASSERT_EQ(writeEdited(document, std::move(index), edit, two, 1), "");
+    ::close(fd);
+    EXPECT_EQ(readText(dir / "two"), one.out);
+
+    // And both as the values would be written.
+    std::vector<Value> entries(root.asArray()->items().begin(), root.asArray()->items().end());
+    std::reverse(entries.begin(), entries.end());
+    Value reversed = Value::array();
+    for (const Value& entry : entries) reversed.asArray()->append(entry);
+    reversed.asArray()->append(S("appended"));
+    StringSink expected;
+    ASSERT_EQ(writeBinary(reversed, expected), "");
+    EXPECT_EQ(one.out, expected.out);
 }
 
 }  // namespace
