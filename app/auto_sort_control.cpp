@@ -6,7 +6,7 @@
 #include "alert_sheet.h"
 #include "bus_names.h"
 #include "helper_codes.h"
-#include "job/error_codes.h"
+#include "support/error_codes.h"
 #include "job/messages.h"
 #include "login_item.h"
 #include "platform.h"

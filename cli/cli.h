@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "job/error_codes.h"
+#include "support/error_codes.h"
 #include "plist/codec.h"
 
 namespace orvane::cli {

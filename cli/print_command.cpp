@@ -10,7 +10,7 @@
 
 #include "cli.h"
 #include "files/atomic_file.h"
-#include "job/error_codes.h"
+#include "support/error_codes.h"
 #include "json_writer.h"
 #include "plist/coerce.h"
 #include "stores/bookmark_store.h"

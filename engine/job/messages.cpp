@@ -1,6 +1,6 @@
 #include "job/messages.h"
 
-#include "job/error_codes.h"
+#include "support/error_codes.h"
 #include "support/translation.h"
 
 namespace orvane {

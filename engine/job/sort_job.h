@@ -10,7 +10,7 @@
 #include <optional>
 #include <string>
 
-#include "job/error_codes.h"
+#include "support/error_codes.h"
 #include "stores/bookmark_store.h"
 #include "tree/sort_options.h"
 #include "tree/sort_report.h"
@@ -32,7 +32,7 @@ struct JobRequest {
 };
 
 struct JobResult {
-    std::uint32_t code = OVErrorSuccess;  // job/error_codes.h
+    std::uint32_t code = OVErrorSuccess;  // support/error_codes.h
     // Why a read, backup, write or replacement failed, as the system or the reader said it, with
     // the file it concerns; empty on success.
     std::string reason;

@@ -33,7 +33,7 @@ struct StoreResult {
         Failed,
     };
     Status status = Done;
-    std::uint32_t code = 0;  // when Failed: the job's code (job/error_codes.h)
+    std::uint32_t code = 0;  // when Failed: the job's code (support/error_codes.h)
     std::string reason;      // when Failed: what went wrong, for people, naming the file
 
     bool done() const { return status == Done; }

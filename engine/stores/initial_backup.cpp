@@ -7,7 +7,7 @@
 #include "files/atomic_file.h"
 #include "files/paths.h"
 #include "files/replace_item.h"
-#include "job/error_codes.h"
+#include "support/error_codes.h"
 #include "stores/chromium/chromium_browsers.h"
 #include "support/digest.h"
 

@@ -14,7 +14,7 @@
 #include "app_fakes.h"
 #include "bookmarks_files.h"
 #include "helper_codes.h"
-#include "job/error_codes.h"
+#include "support/error_codes.h"
 #include "main_window.h"
 #include "profiles/discovery.h"
 #include "settings.h"

@@ -6,7 +6,7 @@
 #include <unistd.h>
 #include <csignal>
 
-#include "job/error_codes.h"
+#include "support/error_codes.h"
 #include "job/sort_job.h"
 #include "places_db.h"
 #include "stores/bookmark_store.h"

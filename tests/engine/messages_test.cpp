@@ -4,7 +4,7 @@
 #include <regex>
 #include <set>
 
-#include "job/error_codes.h"
+#include "support/error_codes.h"
 #include "job/messages.h"
 #include "support/translation.h"
 #include "support/uuid.h"

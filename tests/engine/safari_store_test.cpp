@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "bookmark_trees.h"
-#include "job/error_codes.h"
+#include "support/error_codes.h"
 #include "stores/safari/safari_store.h"
 #include "tree/sorting.h"
 #include "tree/title_collator.h"

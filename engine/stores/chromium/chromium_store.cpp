@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <future>
 
-#include "job/error_codes.h"
+#include "support/error_codes.h"
 #include "stores/chromium/chromium_browsers.h"
 #include "stores/chromium/chromium_json.h"
 #include "stores/chromium/profile_lock.h"

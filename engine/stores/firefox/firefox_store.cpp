@@ -7,7 +7,7 @@
 #include <map>
 #include <set>
 
-#include "job/error_codes.h"
+#include "support/error_codes.h"
 #include "stores/firefox/places_backup.h"
 #include "stores/initial_backup.h"
 

@@ -4,7 +4,7 @@
 
 #include <future>
 
-#include "job/error_codes.h"
+#include "support/error_codes.h"
 #include "stores/initial_backup.h"
 #include "stores/safari/bookmarks_plist.h"
 #include "stores/safari/safari_edit.h"
