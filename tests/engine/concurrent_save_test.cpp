@@ -41,9 +41,11 @@ void save(Writer writer, const fs::path& file, const std::string& bytes) {
 }
 
 // Whether the file reads as a property list holding a bookmark of that address.
+// Whether the file is whole and has the address: in a binary file an ASCII string lies as it is.
 bool holds(const fs::path& file, const std::string& url) {
-    const plist::ReadResult read = plist::readPropertyList(readFile(file));
-    return read && toXml(read.value).find("<string>" + url + "</string>") != std::string::npos;
+    const std::vector<std::uint8_t> bytes = readFile(file);
+    const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    return plist::readPropertyList(bytes) && text.find(url) != std::string_view::npos;
 }
 
 plist::Value sampleRoot(int bookmarks) {
@@ -115,7 +117,7 @@ TEST(ConcurrentSave, StressNothingSavedIsLostAndTheFileIsAlwaysWhole) {
     writeFile(file, unsorted);
     sortBookmarks({file, std::nullopt, SortOptions{}});
     const auto oneSort = std::chrono::steady_clock::now() - started;
-    for (int run = 0; run < 20; ++run) {
+    for (int run = 0; run < 10; ++run) {
         for (const Writer writer : {Writer::Rename, Writer::InPlace}) {
             SCOPED_TRACE(std::to_string(run) + (writer == Writer::Rename ? " rename" : " in place"));
             writeFile(file, unsorted);
