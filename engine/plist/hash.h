@@ -22,7 +22,7 @@ inline std::uint64_t hashBytes(const void* p, std::size_t n, std::uint64_t seed 
         mix(w);
     }
     std::uint64_t tail = 0;
-    std::memcpy(&tail, b, n);
+    if (n > 0) std::memcpy(&tail, b, n);  // an empty run may have no address at all
     mix(tail);
     h *= 0x94d049bb133111ebull;
     return h ^ (h >> 29);
