@@ -5,7 +5,6 @@
 
 #include "binary_format.h"
 #include "hash.h"
-#include "huge_pages.h"
 #include "utf.h"
 
 namespace orvane::plist {
@@ -232,9 +231,7 @@ bool ScalarIndex::build(const BinaryDocument& document, const std::atomic<bool>&
                         std::vector<Slot>& slots) {
     using T = Table<Slot>;
     // Two slots for every three scalars: probes stay short, and the table small.
-    slots.reserve(std::max<std::size_t>(64, scalars + scalars / 2));
-    adviseHugePages(slots.data(), slots.capacity() * sizeof(Slot));
-    slots.assign(slots.capacity(), Slot{});
+    slots.assign(std::max<std::size_t>(64, scalars + scalars / 2), Slot{});
     for (ObjectId object = 0; object < document.objectCount(); ++object) {
         if (!document.isReached(object) || document.isContainer(object)) continue;
         if ((object & 0xFFF) == 0 && stop) break;

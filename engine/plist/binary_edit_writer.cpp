@@ -20,7 +20,6 @@
 
 #include "binary_document.h"
 #include "binary_format.h"
-#include "huge_pages.h"
 
 namespace orvane::plist {
 namespace {
@@ -52,8 +51,6 @@ public:
     std::string write(ScalarIndex index, Sink& sink) {
         if (std::string error = resolveStrings(index); !error.empty()) return error;
         index = ScalarIndex();  // not needed any more: its memory serves the tables below
-        objectNumbers_.reserve(document_.objectCount());
-        adviseHugePages(objectNumbers_.data(), objectNumbers_.capacity() * sizeof(std::uint32_t));
         objectNumbers_.assign(document_.objectCount(), kUnnumbered);
         // The second half begins at the object met once half the document's bytes are counted.
         if (document_.objectCount() >= twoThreadsFrom_ && document_.scalarsAdjoin() && sink.overwritesConcurrently())
@@ -62,8 +59,6 @@ public:
         walk<false>(numbering, nullptr);  // numbers everything
         const std::uint32_t count = numbering.met;
         refSize_ = byteCount(count);
-        offsets_.reserve(count);
-        adviseHugePages(offsets_.data(), offsets_.capacity() * sizeof(std::uint32_t));
         offsets_.resize(count);
         Output out(sink);
         out.bytes("bplist00", 8);
