@@ -3,7 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "plist/hash.h"
 #include "plist/utf.h"
 #include "support/log.h"
 #include "support/translation.h"
@@ -36,49 +35,10 @@ std::string describe(const BookmarkTree& tree, NodeId id) {
     return out + "}";
 }
 
-// The addresses of a region's bookmarks, for finding repeated ones. A slot holds part of an
-// address's hash and the bookmark, whose address stays in the tree: a region of a million
-// bookmarks makes one table of 16 MB and no copy of the addresses. Its size is known before it is
-// filled, so it never grows.
-class AddressSet {
-public:
-    AddressSet(const BookmarkTree& tree, std::size_t bookmarks) : tree_(tree) {
-        std::size_t n = 8;
-        while (4 * bookmarks > 3 * n) n *= 2;
-        slots_.resize(n);
-        mask_ = n - 1;
-    }
-    static std::uint32_t hashOf(std::string_view url) {
-        return static_cast<std::uint32_t>(plist::hashBytes(url.data(), url.size()));
-    }
-    // The slots lie all over the table: a folder's are asked for together, before they are used.
-    void prefetch(std::uint32_t hash) const { __builtin_prefetch(&slots_[hash & mask_]); }
-    // Adds the bookmark's address; false when an earlier bookmark has it.
-    bool insert(NodeId id, std::string_view url, std::uint32_t hash) {
-        for (std::size_t i = hash & mask_;; i = (i + 1) & mask_) {
-            Slot& slot = slots_[i];
-            if (slot.node == 0) {
-                slot = {hash, id + 1};
-                return true;
-            }
-            if (slot.tag == hash && tree_.url(slot.node - 1) == url) return false;
-        }
-    }
-
-private:
-    struct Slot {
-        std::uint32_t tag = 0;
-        std::uint32_t node = 0;  // the bookmark plus one; 0 marks an empty slot
-    };
-    const BookmarkTree& tree_;
-    std::vector<Slot> slots_;
-    std::size_t mask_ = 0;
-};
-
 class RegionCleaner {
 public:
     RegionCleaner(BookmarkTree& tree, const SortOptions& options, SortReport* report, std::size_t bookmarks)
-        : tree_(tree), options_(options), report_(report), urls_(tree, options.removeDuplicates ? bookmarks : 0) {}
+        : tree_(tree), options_(options), report_(report), urls_(options.removeDuplicates ? bookmarks : 0) {}
 
     // True when the caller should remove the entry; a folder first cleans its own entries, all
     // the way down, before its answer is known.
@@ -107,7 +67,7 @@ private:
     BookmarkTree& tree_;
     const SortOptions& options_;
     SortReport* report_;
-    AddressSet urls_;
+    StringTable urls_;  // the region's addresses, numbered by their bookmarks
     std::vector<Frame> stack_;
     TextRef untitled_;
     bool untitledKept_ = false;
@@ -120,7 +80,7 @@ bool RegionCleaner::isFaultyEntry(NodeId id, std::uint32_t urlHash) {
         count(&SortReport::brokenBookmarksRemoved);
         return true;
     }
-    if (options_.removeDuplicates && !urls_.insert(id, tree_.url(id), urlHash)) {
+    if (options_.removeDuplicates && !urls_.insert(id, tree_.url(id), urlHash, [&](NodeId n) { return tree_.url(n); })) {
         count(&SortReport::duplicatesRemoved);
         return true;
     }
@@ -140,7 +100,7 @@ bool RegionCleaner::startFolder(NodeId id) {
         const std::span<const NodeId> children = tree_.children(id);
         for (std::size_t i = 0; i < children.size(); ++i)
             if (tree_[children[i]].kind == NodeKind::Bookmark && tree_[children[i]].hasUrl) {
-                hashes[i] = AddressSet::hashOf(tree_.url(children[i]));
+                hashes[i] = StringTable::hashOf(tree_.url(children[i]));
                 urls_.prefetch(hashes[i]);
             }
     }
@@ -170,7 +130,7 @@ void RegionCleaner::judged(Frame& frame, std::size_t index, bool faulty) {
 
 bool RegionCleaner::isFaulty(NodeId id) {
     if (tree_[id].kind != NodeKind::Folder)
-        return isFaultyEntry(id, tree_[id].hasUrl ? AddressSet::hashOf(tree_.url(id)) : 0);
+        return isFaultyEntry(id, tree_[id].hasUrl ? StringTable::hashOf(tree_.url(id)) : 0);
     if (!startFolder(id)) return true;
     // Depth first without recursion: how deep folders nest is up to the file.
     const std::size_t base = stack_.size() - 1;
