@@ -1,16 +1,14 @@
 // Binary property lists: the writer's exact bytes, and the reader against malformed and hostile files.
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
-
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <atomic>
 
 #include "files/atomic_file.h"
 #include "plist/binary_document.h"
@@ -442,10 +440,9 @@ TEST(BinaryEditedWrite, TwoThreadsWriteWhatOneWrites) {
     EXPECT_EQ(readText(dir / "two"), one.out);
 
     // And both as the values would be written.
-    std::vector<Value> entries(root.asArray()->items().begin(), root.asArray()->items().end());
-    std::reverse(entries.begin(), entries.end());
     Value reversed = Value::array();
-    for (const Value& entry : entries) reversed.asArray()->append(entry);
+    const auto& items = root.asArray()->items();
+    for (auto it = items.rbegin(); it != items.rend(); ++it) reversed.asArray()->append(*it);
     reversed.asArray()->append(S("appended"));
     StringSink expected;
     ASSERT_EQ(writeBinary(reversed, expected), "");

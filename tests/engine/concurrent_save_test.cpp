@@ -40,7 +40,6 @@ void save(Writer writer, const fs::path& file, const std::string& bytes) {
     ::close(fd);
 }
 
-// Whether the file reads as a property list holding a bookmark of that address.
 // Whether the file is whole and has the address: in a binary file an ASCII string lies as it is.
 bool holds(const fs::path& file, const std::string& url) {
     const std::vector<std::uint8_t> bytes = readFile(file);
