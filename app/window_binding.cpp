@@ -171,13 +171,16 @@ void WindowBinding::showSortBookmarksButtonTitle() {
 
 void WindowBinding::giveSortButtonKey(const QString& title) {
     // Its title is a fixed text that carries no mnemonic, so Alt and the letter a mnemonic would
-    // have marked reach it, one that no other control of the window has.
+    // have marked reach it, one that no other control of the window has. An alert open on the
+    // window is a child of it too, but a window of its own whose keys come and go with it: counted,
+    // its "Show Details…" would take the S for good.
     QPushButton* button = sortBookmarksButton();
+    const auto inWindow = [this](const QWidget* widget) { return widget->window() == window_.get(); };
     QStringList taken;
     for (const QAbstractButton* other : window_->findChildren<QAbstractButton*>())
-        if (other != button) taken.append(other->text());
+        if (other != button && inWindow(other)) taken.append(other->text());
     for (const QLabel* label : window_->findChildren<QLabel*>())
-        if (label->buddy()) taken.append(label->text());
+        if (label->buddy() && inWindow(label)) taken.append(label->text());
     for (const QAction* menu : window_->menuBar()->actions()) taken.append(menu->text());
     const std::optional<QChar> letter = mnemonicOf(withMnemonics({title}, taken).constFirst());
     button->setShortcut(letter ? QKeySequence(QStringLiteral("Alt+") + letter->toUpper()) : QKeySequence());
