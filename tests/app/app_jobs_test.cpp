@@ -140,8 +140,10 @@ void AppJobsTest::theWindowLivesWhileAJobWaitsForALock() {
     c.sortBookmarks();
     // Safari kept its lock for all ten passes: the job gave up as it always has, after about 3 s.
     QVERIFY(waited);
-    QVERIFY2(heartbeat.beats() >= 40, qPrintable(QString::number(heartbeat.beats())));
-    QVERIFY2(heartbeat.longestGapMs() <= 200, qPrintable(QString::number(heartbeat.longestGapMs())));
+    // A window frozen by the wait would miss one beat of three seconds; the bounds leave a loaded
+    // machine room and still tell the two apart.
+    QVERIFY2(heartbeat.beats() >= 20, qPrintable(QString::number(heartbeat.beats())));
+    QVERIFY2(heartbeat.longestGapMs() <= 1000, qPrintable(QString::number(heartbeat.longestGapMs())));
     QVERIFY(lockedThroughout);
     QVERIFY(busyPointer);
     QVERIFY(indicatorShown);
@@ -175,7 +177,8 @@ void AppJobsTest::closingCutsALocksWaitShort() {
     c.sortBookmarks();
     QVERIFY(sinceClose.isValid());
     QVERIFY(!closedAtOnce);
-    QVERIFY2(sinceClose.elapsed() < 250, qPrintable(QString::number(sinceClose.elapsed())));
+    // The lock's wait had about three seconds to go.
+    QVERIFY2(sinceClose.elapsed() < 1500, qPrintable(QString::number(sinceClose.elapsed())));
     QCOMPARE(rig.terminations, 1);
     QVERIFY(rig.alerts.shown.isEmpty());  // the user has gone; nobody reads an alert
     QCOMPARE(contents(file), unsorted);
@@ -332,7 +335,8 @@ void AppJobsTest::aSecondLaunchBringsTheFirstWindowForward() {
     QTRY_VERIFY_WITH_TIMEOUT(second.state() == QProcess::NotRunning, 10'000);
     QCOMPARE(second.exitStatus(), QProcess::NormalExit);
     QCOMPARE(second.exitCode(), 0);
-    QVERIFY2(clock.elapsed() < 1000, qPrintable(QString::number(clock.elapsed())));
+    // Answered, not given up on: the second launch waits 5 s for an answer.
+    QVERIFY2(clock.elapsed() < 4000, qPrintable(QString::number(clock.elapsed())));
     QTRY_VERIFY(c.window()->isActiveWindow());
     QVERIFY(!c.window()->isMinimized());
     QCOMPARE(rig.terminations, 0);
