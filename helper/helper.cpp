@@ -10,7 +10,6 @@
 
 #include "bus_names.h"
 #include "files/application_folder.h"
-#include "files/paths.h"
 #include "helper_codes.h"
 #include "job/messages.h"
 #include "job/sort_job.h"
@@ -64,7 +63,7 @@ std::filesystem::path initialBackupFromSettings(const std::filesystem::path& boo
 }
 
 JobResult runSortJobFromSettings() {
-    const std::filesystem::path file = expandTilde(Settings::bookmarksFilename().toStdString());
+    const std::filesystem::path file = Settings::bookmarksFilename().toStdString();
     return sortBookmarks(JobRequest(file, initialBackupFromSettings(file), Settings::sortOptions()));
 }
 
@@ -116,7 +115,7 @@ void Helper::browserQuit() {
     const bool changed = std::exchange(changedWhileHeld_, false);
     if (!changed) {
         // Nothing was seen to change: sort only what a sort would change.
-        const std::filesystem::path file = expandTilde(Settings::bookmarksFilename().toStdString());
+        const std::filesystem::path file = Settings::bookmarksFilename().toStdString();
         const Preview preview = previewSort(JobRequest(file, std::nullopt, Settings::sortOptions()));
         if (preview.result.code != OVErrorSuccess || !preview.result.report.wouldWrite) return;
     }

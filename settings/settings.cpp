@@ -91,8 +91,10 @@ bool Settings::autoSortMode() { return FreshSettings().boolean(kAutoSortMode, fa
 void Settings::setAutoSortMode(bool on) { write(kAutoSortMode, on); }
 
 QString Settings::bookmarksFilename() {
-    return FreshSettings().string(kBookmarksFilename,
-                                  QString::fromStdString(expandTilde(safari::kDefaultBookmarksFile).string()));
+    // A path written by hand may begin with "~", as in a shell; the window, the helper's watch and
+    // the job all need the one file it means.
+    const QString stored = FreshSettings().string(kBookmarksFilename, QString::fromUtf8(safari::kDefaultBookmarksFile));
+    return QString::fromStdString(expandTilde(stored.toStdString()).string());
 }
 bool Settings::bookmarksFilenameChosen() { return FreshSettings().stored(kBookmarksFilename).has_value(); }
 void Settings::setBookmarksFilename(const QString& filename) { write(kBookmarksFilename, filename); }

@@ -1,5 +1,6 @@
 // The settings that orvane and orvane-helper share: registered defaults that are never written,
-// another process's writes seen at the next read, and values written by hand read as meant.
+// another process's writes seen at the next read, and values written by hand read as meant (a
+// bookmarks file under "~" included).
 #include <QDir>
 #include <QtTest>
 
@@ -40,6 +41,8 @@ void SettingsTest::defaultsAreNeverWrittenAndWritesAreReadAfresh() {
     QVERIFY(!home.settingsText().contains(QLatin1String("FoldersAtTop")));
     QVERIFY(!home.settingsText().contains(QLatin1String("BookmarksFilename")));
     QVERIFY(!Settings::bookmarksFilenameChosen());
+    writeSettingsFile(home, "BookmarksFilename=~/.config/chromium/Default/Bookmarks\n");
+    QCOMPARE(Settings::bookmarksFilename(), home.path(".config/chromium/Default/Bookmarks"));
 
     writeSettingsFile(home,
                       "FoldersAtTop=false\nSortBookmarksBar=true\nAutoSortMode=true\n"
