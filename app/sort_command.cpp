@@ -43,10 +43,12 @@ bool SortCommand::sortBookmarks(const std::function<void()>& jobDone) {
     }
     done();
     const std::uint32_t code = result.code;
+    // A job cut short by closing the window ends as if the wait had run out; the log says which.
     if (code != OVErrorSuccess)
-        logLine("-[AppDelegate sortBookmarks:]", "The sort of " + request.bookmarksFile.string() +
-                                                     " failed with code " + std::to_string(code) + ": " +
-                                                     result.reason);
+        logLine("-[AppDelegate sortBookmarks:]",
+                "The sort of " + request.bookmarksFile.string() +
+                    (jobs_.wasCancelled() ? " stopped when Orvane was closed, with code " : " failed with code ") +
+                    std::to_string(code) + ": " + result.reason);
     // Closed or quit while it ran: the user has gone, and the program ends once the job has.
     if (jobs_.wasCancelled()) return false;
     // Safari's workarounds concern Safari's file only.

@@ -166,6 +166,8 @@ void AppJobsTest::closingCutsALocksWaitShort() {
     c.applicationDidFinishLaunching();
     QVERIFY(QTest::qWaitForWindowExposed(c.window()));
 
+    QStringList log;
+    ScopedLogSink sink([&](std::string_view line) { log.append(QString::fromUtf8(line.data(), line.size())); });
     QElapsedTimer sinceClose;
     bool closedAtOnce = true;
     Heartbeat heartbeat([&] {
@@ -182,6 +184,9 @@ void AppJobsTest::closingCutsALocksWaitShort() {
     QCOMPARE(rig.terminations, 1);
     QVERIFY(rig.alerts.shown.isEmpty());  // the user has gone; nobody reads an alert
     QCOMPARE(contents(file), unsorted);
+    const QStringList ours = log.filter(QStringLiteral("-[AppDelegate sortBookmarks:]"));
+    QVERIFY2(ours.size() == 1 && ours[0].contains(" stopped when Orvane was closed, with code 8: "),
+             qPrintable(log.join("\n")));
 }
 
 void AppJobsTest::closingWhileTheFileIsWrittenLeavesAWholeFile() {
