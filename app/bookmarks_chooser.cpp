@@ -14,7 +14,7 @@
 #include "bookmarks_files.h"
 #include "files/paths.h"
 #include "settings.h"
-#include "stores/safari/safari_store.h"
+#include "stores/safari/default_file.h"
 
 namespace orvane {
 namespace {
@@ -93,8 +93,7 @@ QString BookmarksComboBox::shownText() const {
 }
 
 QString BookmarksComboBox::shownText(const QStyleOptionComboBox& option) const {
-    const QString text =
-        currentIndex() < 0 && !placeholderText().isEmpty() ? placeholderText() : option.currentText;
+    const QString text = currentIndex() < 0 && !placeholderText().isEmpty() ? placeholderText() : option.currentText;
     // The style draws the label inside the edit field, a pixel in from either side.
     const QRect field = style()->subControlRect(QStyle::CC_ComboBox, &option, QStyle::SC_ComboBoxEditField, this);
     int width = field.width() - 2;

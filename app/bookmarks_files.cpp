@@ -10,7 +10,7 @@
 #include "settings.h"
 #include "stores/bookmark_store.h"
 #include "stores/chromium/chromium_browsers.h"
-#include "stores/safari/safari_store.h"
+#include "stores/safari/default_file.h"
 
 namespace orvane {
 

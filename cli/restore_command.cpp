@@ -6,7 +6,7 @@
 #include "cli.h"
 #include "files/paths.h"
 #include "job/sort_job.h"
-#include "stores/safari/safari_store.h"
+#include "stores/safari/default_file.h"
 
 namespace orvane::cli {
 namespace {

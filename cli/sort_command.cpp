@@ -15,7 +15,7 @@
 #include "job/messages.h"
 #include "job/sort_job.h"
 #include "json_writer.h"
-#include "stores/safari/safari_store.h"
+#include "stores/safari/default_file.h"
 
 namespace orvane::cli {
 namespace {

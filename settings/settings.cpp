@@ -3,7 +3,7 @@
 #include <QSettings>
 
 #include "files/paths.h"
-#include "stores/safari/safari_store.h"
+#include "stores/safari/default_file.h"
 
 namespace orvane {
 namespace {

@@ -10,7 +10,7 @@
 #include "files/paths.h"
 #include "stores/chromium/chromium_browsers.h"
 #include "stores/chromium/json_document.h"
-#include "stores/safari/safari_store.h"
+#include "stores/safari/default_file.h"
 
 namespace orvane {
 namespace fs = std::filesystem;

@@ -21,15 +21,13 @@
 #include "plist/binary_document.h"
 #include "plist/value.h"
 #include "stores/bookmark_store.h"
+#include "stores/safari/default_file.h"
 
 namespace orvane::safari {
 
 struct ValueNodes;
 class DocumentNodes;
 class SafariEdit;
-
-// Where Safari keeps its bookmarks unless the user says otherwise.
-inline constexpr std::string_view kDefaultBookmarksFile = "~/Library/Safari/Bookmarks.plist";
 
 class SafariStore final : public BookmarkStore {
 public:
